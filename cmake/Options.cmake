@@ -1,0 +1,34 @@
+option(LATHWIND_TESTS "Build the tests" ON)
+option(LATHWIND_BENCH "Build the benchmarks (native only)" OFF)
+option(LATHWIND_FUZZ "Build the fuzz targets (clang only)" OFF)
+set(LATHWIND_SANITIZE "" CACHE STRING "Sanitizers, comma-separated, as -fsanitize takes them")
+
+find_program(LATHWIND_CCACHE ccache)
+if(LATHWIND_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${LATHWIND_CCACHE})
+endif()
+
+# Flags of everything that is ours, linked as a usage requirement.
+add_library(lathwind_flags INTERFACE)
+target_compile_options(lathwind_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+  -Wold-style-cast -Woverloaded-virtual -Werror
+  # Source lines in logs and exceptions read ".\src\...": the same in every checkout.
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=./)
+target_compile_definitions(lathwind_flags INTERFACE
+  LATHWIND_PRODUCT_VERSION="${PROJECT_VERSION}")
+target_include_directories(lathwind_flags INTERFACE ${CMAKE_SOURCE_DIR}/src)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(lathwind_flags INTERFACE -Wthread-safety -Werror=thread-safety)
+endif()
+if(WIN32)
+  target_compile_definitions(lathwind_flags INTERFACE
+    UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+  # 4 GiB of address space on a 64-bit system; no DLL beside the program.
+  add_link_options(-static -Wl,--large-address-aware)
+endif()
+if(LATHWIND_SANITIZE)
+  add_compile_options(-fsanitize=${LATHWIND_SANITIZE} -fno-omit-frame-pointer
+    -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${LATHWIND_SANITIZE})
+endif()

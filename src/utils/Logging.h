@@ -1,0 +1,102 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "utils/Format.h"
+#include "utils/SourceLine.h"
+
+// The diagnostics that every part of the program may write: debug lines, switched per module, and
+// rows of the message catalogue. Both go through ErrorLogWriter (utils/ErrorLogWriter.h).
+// Any thread may call these functions; the line is built on the caller's thread and queued.
+namespace lathwind {
+
+enum class Severity : std::int32_t { Status = 0, Warning = 1, Error = 2, Debug = 3 };
+
+enum class ModuleId : std::uint32_t {
+    EventLogCollector = 0,
+    RegistryCollector,
+    FilewatchCollector,
+    AuditCollector,
+    SyslogCollector,
+    ProcessEvent,
+    PolicyConfig,
+    Main,
+    Utils,
+    WtmpCollector,
+    BtmpCollector,
+    WtmpsCollector,
+    BtmpsCollector,
+    C2Collector,
+    IpsDriverCollector,
+    HttpVirtualCollector,
+    PluginCollector,
+    FimDriverInterface,
+};
+inline constexpr std::size_t kModuleCount = 18;
+
+// The third column of a line, and the key of the module's switch in "Log Debugs".
+std::wstring moduleName(ModuleId module);
+
+namespace detail {
+inline constexpr std::uint32_t kDebugBit = 8;
+// Written by initDebugLog (and by setDebug) only, read by every debugLog.
+extern std::atomic<std::uint32_t> moduleFlags[kModuleCount];
+void writeDebug(ModuleId module, SourceLine where, std::wstring_view format,
+                std::span<const FormatArg> args);
+void writeCatalogued(Severity severity, ModuleId module, int messageId,
+                     std::span<const FormatArg> args);
+bool hasLogSink() noexcept;
+}  // namespace detail
+
+// A debug line's format, which remembers where it was written down.
+struct DebugFormat {
+    std::wstring_view text;
+    SourceLine where;
+    constexpr DebugFormat(const wchar_t* literal, SourceLine at = SourceLine::here()) noexcept
+        : text(literal), where(at) {}
+};
+
+inline bool isDebugOn(ModuleId module) noexcept {
+    const auto flags =
+        detail::moduleFlags[static_cast<std::size_t>(module)].load(std::memory_order_relaxed);
+    return (flags & detail::kDebugBit) != 0 || detail::hasLogSink();
+}
+
+// With the module's switch off this costs one array read and one test; the arguments are
+// evaluated all the same.
+template <class... Args>
+void debugLog(ModuleId module, DebugFormat format, const Args&... args) {
+    if (!isDebugOn(module)) {
+        return;
+    }
+    if constexpr (sizeof...(Args) == 0) {
+        detail::writeDebug(module, format.where, format.text, {});
+    } else {
+        const FormatArg list[] = {FormatArg(args)...};
+        detail::writeDebug(module, format.where, format.text, list);
+    }
+}
+
+// Writes row `messageId` of the catalogue, filled with the arguments. An unknown row writes
+// nothing.
+template <class... Args>
+void logCatalogued(Severity severity, ModuleId module, int messageId, const Args&... args) {
+    if constexpr (sizeof...(Args) == 0) {
+        detail::writeCatalogued(severity, module, messageId, {});
+    } else {
+        const FormatArg list[] = {FormatArg(args)...};
+        detail::writeCatalogued(severity, module, messageId, list);
+    }
+}
+
+// The same without formatting: a percent sign in the row stands as it is.
+void logCatalogued0(Severity severity, ModuleId module, int messageId);
+
+// A row's text, at most 255 units; empty for an unknown id.
+std::wstring getMessage(int messageId);
+
+}  // namespace lathwind
