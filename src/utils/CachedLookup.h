@@ -1,0 +1,10 @@
+#pragma once
+
+#include <memory>
+
+namespace lathwind {
+
+class CachedLookup;
+std::unique_ptr<CachedLookup> makeCachedLookup();
+
+}  // namespace lathwind
