@@ -1,0 +1,103 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "utils/Serializable.h"
+
+namespace lathwind {
+
+class FileAttributes;     // filewatch/FileAttributes.h
+class LogFileProperties;  // filewatch/LogFileProperties.h
+class WatchedEntity;
+struct FileWatchParams;  // filewatch/FileWatchParams.h
+
+// The word that stands first in an entity's record, and an index into the engine's tables.
+inline constexpr std::int32_t kRegularFile = 0;
+inline constexpr std::int32_t kLogFile = 1;
+
+// What a watch list says about a new entity: each kind takes its own member, null where the entity
+// gets its settings later or from a record. The factory copies what it is given.
+struct EntityProperties {
+    const LogFileProperties* log = nullptr;
+    const FileWatchParams* file = nullptr;
+};
+
+// A WatchedLogFile for kLogFile, a WatchedFile for every other value. The entity's snapshot is
+// taken at once; an empty name asks the system nothing and leaves the snapshot to a record.
+std::unique_ptr<WatchedEntity> CreateWatchedEntity(std::int32_t type, const std::wstring& name,
+                                                   const EntityProperties& properties,
+                                                   const std::wstring& virtualName);
+
+// What the agent remembers about one path: its last snapshot, a digest and the name that events
+// give it. Records: docs/formats/entity-records.md.
+//
+// An entity has no lock: the owner of the table that holds it guards it.
+class WatchedEntity : public Serializable {
+public:
+    using Digest = std::array<std::uint8_t, 32>;
+
+    ~WatchedEntity() override;
+    WatchedEntity& operator=(const WatchedEntity& other);
+
+    // A whole entity: type and virtual name, then WriteObject.
+    void WriteEntity(std::ostream& stream);
+    // The next entity of a list; null where the list ends, that is where type and virtual name
+    // cannot be read. A record that breaks off behind them throws SerializeException.
+    static std::unique_ptr<WatchedEntity> ReadEntity(std::istream& stream);  // newest format only
+    static std::unique_ptr<WatchedEntity> ReadEntityOfVersion(std::istream& stream,
+                                                              std::uint16_t version);
+
+    void WriteObject(std::ostream& stream) override;
+    void ReadObject(std::istream& stream) override;
+    virtual void ReadObjectOfVersion(std::istream& stream, std::uint16_t version);
+
+    // Takes the file's present state as the one to compare with. `clearSize` makes the file count
+    // as empty. False when there was nothing to take a snapshot of.
+    virtual bool InitializeEntity(bool clearSize) = 0;
+    // Completes a record of an older version from the live file; `makeDigest` hashes it anew.
+    virtual bool UpdateEntity(bool makeDigest);
+    // Takes the contents that a later diff compares with.
+    virtual bool PrepareDiff();
+
+    // Takes over the other's snapshot, type, virtual name and digest, and in derived classes what
+    // both have in common.
+    virtual void Assign(const WatchedEntity& other);
+
+    virtual bool IsChecksumEnabled() const;
+    virtual bool IsAccessTimeMonitored() const;
+    virtual const std::wstring& GetDiffType() const;  // empty without a diff
+    virtual std::uint64_t GetMemorySize() const;      // bytes charged for the entity
+
+    const std::wstring& GetName() const;  // normalised and lower-cased
+    std::int32_t GetType() const { return type; }
+    const std::wstring& GetVirtualName() const { return virtualName; }
+    const Digest& GetDigest() const { return digest; }
+    FileAttributes& GetAttributes() { return *attributes; }
+    const FileAttributes& GetAttributes() const { return *attributes; }
+
+protected:
+    WatchedEntity(const std::wstring& name, std::int32_t entityType,
+                  const std::wstring& nameInEvents);
+    WatchedEntity(const WatchedEntity& other);
+
+    std::unique_ptr<FileAttributes> attributes;  // never null
+    std::int32_t type;
+    Digest digest{};  // below version 9 an MD5 in the first 16 bytes
+    std::wstring virtualName;
+};
+
+// A configured path may hold the marker "{VIRTUAL_TAG}", in letters of either case.
+inline constexpr std::wstring_view kVirtualTag = L"{VIRTUAL_TAG}";
+
+bool HasVirtualTag(std::wstring_view path);
+// The form that matches real files: "*" in place of the marker.
+std::wstring VirtualTagToWildcard(std::wstring_view path);
+// The name under which files matched by the path are reported: what stands behind the marker and
+// the one character that follows it. Without a marker the path itself.
+std::wstring VirtualNameOf(std::wstring_view path);
+
+}  // namespace lathwind

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "filewatch/LogFileProperties.h"
+#include "filewatch/WatchedEntity.h"
+
+namespace lathwind {
+
+// Follows one growing text file: how many bytes of it have been consumed, and a digest of exactly
+// those bytes, so that a restart can tell a log that merely grew from one that was rotated.
+class WatchedLogFile : public WatchedEntity {
+public:
+    // `logProperties` may be null: the defaults then stay until SetLogProperties or a record.
+    WatchedLogFile(const std::wstring& name, const LogFileProperties* logProperties,
+                   const std::wstring& nameInEvents);
+    // A copy has no open file.
+    WatchedLogFile(const WatchedLogFile& other);
+    WatchedLogFile& operator=(const WatchedLogFile& other);
+
+    // Takes the entry's settings. A byte-order mark of the file at `path` beats their encoding.
+    void SetLogProperties(const LogFileProperties& logProperties, const std::wstring& path);
+
+    // A log starts at its present end, or at its start with `clearSize`; a log of the prevention
+    // service keeps its offset.
+    bool InitializeEntity(bool clearSize) override;
+    void Assign(const WatchedEntity& other) override;
+    void WriteObject(std::ostream& stream) override;
+    // Reading compares the stored digest with the file as it is now: a log that was cut or
+    // rewritten comes back with offset 0.
+    void ReadObject(std::istream& stream) override;
+    void ReadObjectOfVersion(std::istream& stream, std::uint16_t version) override;
+
+    std::uint32_t GetOffset() const { return offset; }  // bytes
+    void SetOffset(std::uint32_t bytes) { offset = bytes; }
+    const LogFileProperties& GetProperties() const { return properties; }
+    std::wstring GetEncoding() const { return encoding; }
+
+    // Is `path` a log of the prevention service, "qvrips*.log" beside the CSV event file?
+    static bool IsServiceCsvLog(const std::wstring& path);
+
+private:
+    struct StreamCloser {
+        void operator()(std::FILE* stream) const { std::fclose(stream); }
+    };
+
+    void ReadObjectOfFirstVersion(std::istream& stream);
+    void CheckConsumedPart(bool digestIsMd5);
+
+    std::unique_ptr<std::FILE, StreamCloser> file;  // null while closed
+    std::uint32_t offset = 0;                       // bytes consumed, from the file's start
+    LogFileProperties properties;
+    std::int32_t lastAction = 0;  // of the notification being processed
+    std::wstring encoding = L"ANSI";
+};
+
+}  // namespace lathwind
