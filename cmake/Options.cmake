@@ -8,7 +8,7 @@ if(LATHWIND_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${LATHWIND_CCACHE})
 endif()
 
-# Flags of everything that is ours, linked as a usage requirement.
+# Flags of everything that is ours, linked as a usage requirement; GoogleTest keeps its own.
 add_library(lathwind_flags INTERFACE)
 target_compile_options(lathwind_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
@@ -24,11 +24,20 @@ endif()
 if(WIN32)
   target_compile_definitions(lathwind_flags INTERFACE
     UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
-  # 4 GiB of address space on a 64-bit system; no DLL beside the program.
-  add_link_options(-static -Wl,--large-address-aware)
+  # No DLL beside the program, the same bytes from the same sources.
+  add_link_options(-static -Wl,--no-insert-timestamp)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    add_link_options(-Wl,--large-address-aware)  # 4 GiB of address space on a 64-bit system
+  endif()
 endif()
+
+# What instruments a build goes to everything in it, GoogleTest included.
 if(LATHWIND_SANITIZE)
   add_compile_options(-fsanitize=${LATHWIND_SANITIZE} -fno-omit-frame-pointer
     -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${LATHWIND_SANITIZE})
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+endif()
+if(LATHWIND_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
