@@ -1,0 +1,102 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "utils/Serializable.h"
+
+namespace lathwind {
+
+// Units of 100 ns since 1601-01-01, universal time. 0 means that no time is known.
+using FileTime = std::uint64_t;
+
+// Where a path lives, as the state file numbers it.
+enum class VolumeKind : std::uint32_t { Unknown = 0, Local = 1, Removable = 2, Network = 3 };
+
+// Everything that is remembered about one file system object at one moment. This is the half that
+// any platform has; WinFileAttributes holds the rest. Change detection compares two snapshots.
+//
+// A snapshot owns all it holds and is copied by Clone. It has no lock: its owner guards it. Nothing
+// here throws, other than SerializeException out of the record operations. The record's layout is
+// told in docs/formats/snapshot-record.md.
+class FileAttributes : public Serializable {
+public:
+    // `path` is kept as given: callers that hold a path of an operator use CreateFileAttributes.
+    explicit FileAttributes(std::wstring path);
+    ~FileAttributes() override = default;
+
+    // The newest layout.
+    void WriteObject(std::ostream& stream) override;
+    void ReadObject(std::istream& stream) override;
+
+    virtual std::unique_ptr<FileAttributes> Clone() const = 0;
+    // Takes the snapshot anew from the live object. Always true: an object that is not there or
+    // cannot be read gives a snapshot whose Exists is false.
+    virtual bool Initialize() = 0;
+    // Completes a snapshot that came from an older record by what its version did not hold.
+    virtual bool Update() { return false; }
+
+    // The snapshot as lines of text: decimal numbers, one value to a line, lines end in CR LF.
+    // False as soon as a line could not be written, or was missing or no number. A failed read
+    // leaves the snapshot as it was.
+    virtual bool WriteText(std::wostream& stream) const;
+    virtual bool ReadText(std::wistream& stream);
+
+    // The layout of a state file of that version; see the table in the format's document. Versions
+    // above the newest read like the newest.
+    virtual void ReadObjectOfVersion(std::istream& stream, std::uint16_t version);
+
+    virtual bool IsDirectory() const = 0;
+    virtual bool IsSymbolicLink() const { return false; }
+    virtual bool IsSpecialFile() const { return false; }
+    virtual bool IsRegularFile() const = 0;
+    virtual std::wstring GetLinkTarget() const { return {}; }
+    virtual bool Equals(const FileAttributes& other) const = 0;  // access time included
+
+    // Seconds since 1970, cut to 32 bits; 0 where no time is known.
+    virtual std::uint32_t GetCreationTime() const = 0;
+    virtual std::uint32_t GetAccessTime() const = 0;
+    virtual std::uint32_t GetModifiedTime() const = 0;
+    virtual std::uint32_t GetChangeTime() const = 0;
+
+    // The time as date text. With `other`, empty when both times are equal, so that a text that is
+    // not empty tells a difference. Without it (null), the text alone.
+    virtual std::wstring GetCreationTimeText(const FileAttributes* other) const;
+    virtual std::wstring GetAccessTimeText(const FileAttributes* other) const;
+    virtual std::wstring GetModifiedTimeText(const FileAttributes* other) const;
+    virtual std::wstring GetChangeTimeText(const FileAttributes* other) const;
+
+    virtual std::uint32_t IsReadOnly() const = 0;  // 0 or 1
+    virtual std::uint32_t GetUserId() const { return 0; }
+    virtual std::uint32_t GetGroupId() const { return 0; }
+    virtual std::uint32_t GetExtraLinkCount() const { return 0; }  // names beyond the first
+    virtual std::uint32_t GetRawAttributes() const { return 0; }
+    // Changes the live object, not the snapshot. `value` is 0 or 1.
+    virtual bool SetReadOnly(std::uint32_t value) = 0;
+    // Replaces the access time alone, for reads of our own; a failure leaves it as it was.
+    virtual void RefreshAccessTime() = 0;
+    virtual VolumeKind GetVolumeKind() = 0;  // classified once, then kept
+    virtual void Reset();                    // path and volume kind stay
+
+    const std::wstring& GetPath() const noexcept { return path_; }
+    bool Exists() const noexcept { return exists_; }
+    std::uint64_t GetSize() const noexcept { return size_; }  // bytes
+    void SetSize(std::uint64_t bytes) noexcept { size_ = bytes; }
+
+protected:
+    FileAttributes(const FileAttributes&) = default;
+    FileAttributes& operator=(const FileAttributes&) = default;
+
+    std::wstring path_;
+    bool exists_ = false;
+    std::uint64_t size_ = 0;
+    VolumeKind volumeKind_ = VolumeKind::Unknown;
+};
+
+// Normalises and lower-cases `path` and takes a snapshot of it. An empty path gives a snapshot
+// with nothing in it, to be filled by a record, without a look at the system.
+std::unique_ptr<FileAttributes> CreateFileAttributes(const std::wstring& path);
+
+}  // namespace lathwind
