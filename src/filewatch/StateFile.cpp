@@ -1,0 +1,66 @@
+#include "filewatch/StateFile.h"
+
+#include "utils/Digests.h"
+#include "utils/platform/PlatformFactory.h"
+
+namespace lathwind {
+namespace {
+
+constexpr std::size_t kBufferBytes = 256 * 1024;
+
+}  // namespace
+
+std::vector<std::size_t> storedWatchLists(std::uint16_t version) {
+    if (stateVersion::hasServiceLogList(version)) {
+        return {0, 1, 2, 3, 4};
+    }
+    if (stateVersion::hasCustomLists(version)) {
+        return {0, 1, 2, 3};
+    }
+    return {0, 2};
+}
+
+std::array<Md5Digest, watchFiles::kWatchLists.size()> digestWatchLists() {
+    std::array<Md5Digest, watchFiles::kWatchLists.size()> digests{};
+    for (std::size_t i = 0; i < digests.size(); ++i) {
+        HashFileMd5(std::wstring(watchFiles::kWatchLists[i]), digests[i].data(), 0);
+    }
+    return digests;
+}
+
+StateFileInput::StateFileInput() : buffer_(kBufferBytes) {
+    stream_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+}
+
+bool StateFileInput::open(std::wstring_view path) {
+    const std::wstring name(path);
+    platform::FileFacts facts;
+    // Some systems let a folder be opened like a file, and fail only when it is read.
+    if (platform::files().query(name, facts) != platform::error::Success ||
+        (facts.attributes & platform::attribute::Directory) != 0) {
+        return false;
+    }
+    stream_.open(platform::files().nativePath(name), std::ios::in | std::ios::binary);
+    return stream_.is_open();
+}
+
+void StateFileInput::close() {
+    stream_.close();
+}
+
+StateFileOutput::StateFileOutput() : buffer_(kBufferBytes) {
+    stream_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+}
+
+bool StateFileOutput::open(std::wstring_view path) {
+    stream_.open(platform::files().nativePath(std::wstring(path)),
+                 std::ios::out | std::ios::binary | std::ios::trunc);
+    return stream_.is_open();
+}
+
+bool StateFileOutput::close() {
+    stream_.close();
+    return !stream_.fail();
+}
+
+}  // namespace lathwind
