@@ -14,7 +14,7 @@ target_compile_options(lathwind_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
   -Wold-style-cast -Woverloaded-virtual -Werror
   # Source lines in logs and exceptions read ".\src\...": the same in every checkout.
-  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=./)
+  -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=./)
 target_compile_definitions(lathwind_flags INTERFACE
   LATHWIND_PRODUCT_VERSION="${PROJECT_VERSION}")
 target_include_directories(lathwind_flags INTERFACE ${CMAKE_SOURCE_DIR}/src)
