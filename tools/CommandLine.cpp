@@ -1,6 +1,6 @@
-#include "CommandLine.h"
+#include "tools/CommandLine.h"
 
-#include "Console.h"
+#include "tools/Console.h"
 
 namespace lathwind::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "InstallPaths.h"
+#include "tools/InstallPaths.h"
 
 #include "filewatch/LogFileProperties.h"
 #include "utils/FileIO.h"

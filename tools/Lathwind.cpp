@@ -1,12 +1,12 @@
-#include "Lathwind.h"
+#include "tools/Lathwind.h"
 
 #include <memory>
 #include <new>
 
-#include "CommandLine.h"
-#include "Console.h"
-#include "InstallPaths.h"
-#include "StateFileTool.h"
+#include "tools/CommandLine.h"
+#include "tools/Console.h"
+#include "tools/InstallPaths.h"
+#include "tools/StateFileTool.h"
 #include "filewatch/WatchedEntity.h"
 #include "filewatch/windows/WinMountManager.h"
 #include "utils/ErrorLogWriter.h"

@@ -1,8 +1,8 @@
-#include "StateFileTool.h"
+#include "tools/StateFileTool.h"
 
-#include "Console.h"
-#include "InstallPaths.h"
-#include "Progress.h"
+#include "tools/Console.h"
+#include "tools/InstallPaths.h"
+#include "tools/Progress.h"
 #include "filewatch/FileAttributes.h"
 #include "filewatch/LogFileProperties.h"
 #include "filewatch/MountManager.h"

@@ -5,7 +5,7 @@
 #include <istream>
 #include <string>
 
-#include "EntityTable.h"
+#include "tools/EntityTable.h"
 #include "filewatch/StateFile.h"
 
 namespace lathwind {

@@ -1,4 +1,4 @@
-#include "Lathwind.h"
+#include "tools/Lathwind.h"
 #include "utils/platform/PlatformFactory.h"
 #include "utils/platform/WideMain.h"
 
