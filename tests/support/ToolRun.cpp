@@ -1,9 +1,8 @@
 #include "support/ToolRun.h"
 
-#include <filesystem>
-
 #include "support/HostDecorator.h"
 #include "support/ScopedOverride.h"
+#include "tools/Lathwind.h"
 #include "utils/Text.h"
 
 namespace lathwind::testing {
@@ -38,21 +37,40 @@ CapturingHost* capturing = nullptr;
 
 }  // namespace
 
+struct ScopedCapture::State {
+    explicit State(std::int64_t terminalStep)
+        : host(platform::host(), terminalStep),
+          override(
+              platformFactory.host, +[]() -> platform::Host& { return *capturing; }) {
+        capturing = &host;
+    }
+
+    CapturingHost host;
+    ScopedOverride<platform::Host& (*)()> override;
+};
+
+ScopedCapture::ScopedCapture(std::int64_t terminalStep)
+    : state_(std::make_unique<State>(terminalStep)) {}
+
+ScopedCapture::~ScopedCapture() = default;
+
+std::string ScopedCapture::output() const {
+    return utf8FromUtf16(state_->host.output);
+}
+
+std::string ScopedCapture::error() const {
+    return utf8FromUtf16(state_->host.error);
+}
+
 ToolRun runTool(const std::vector<std::wstring>& words, std::int64_t terminalStep) {
-    const std::filesystem::path directory = std::filesystem::current_path();
-    CapturingHost host(platform::host(), terminalStep);
-    capturing = &host;
+    const ScopedDirectory directory(std::filesystem::current_path());
+    const ScopedCapture capture(terminalStep);
     std::vector<std::wstring> line = {L"Lathwind"};
     line.insert(line.end(), words.begin(), words.end());
     ToolRun run;
-    {
-        ScopedOverride override(
-            platformFactory.host, +[]() -> platform::Host& { return *capturing; });
-        run.exitCode = static_cast<int>(tool::runLathwind(line));
-    }
-    run.output = utf8FromUtf16(host.output);
-    run.error = utf8FromUtf16(host.error);
-    std::filesystem::current_path(directory);
+    run.exitCode = static_cast<int>(tool::runLathwind(line));
+    run.output = capture.output();
+    run.error = capture.error();
     return run;
 }
 
