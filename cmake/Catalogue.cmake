@@ -21,7 +21,7 @@ endfunction()
 lathwind_generate_catalogue(${catalogue_folder}/catalogue.inc)
 add_library(catalogue_table INTERFACE)
 target_sources(catalogue_table INTERFACE ${catalogue_folder}/catalogue.inc)
-target_include_directories(catalogue_table INTERFACE ${catalogue_folder})
+target_include_directories(catalogue_table INTERFACE ${CMAKE_BINARY_DIR}/generated)
 
 if(WIN32)
   lathwind_generate_catalogue(${catalogue_folder}/Catalogue.rc)

@@ -15,7 +15,7 @@ struct Row {
 
 // Made from catalogue.txt when the program is built.
 constexpr Row kRows[] = {
-#include "catalogue.inc"
+#include "utils/catalogue.inc"
 };
 static_assert(std::ranges::is_sorted(kRows, std::ranges::less_equal{}, &Row::id),
               "ids are unique and ascending");
