@@ -5,9 +5,9 @@
 
 #include "filewatch/WatchedEntity.h"
 #include "filewatch/windows/WinMountManager.h"
-#include "support/ToolRun.h"
 #include "tools/Installation.h"
 #include "tools/StateFileTool.h"
+#include "tools/ToolRun.h"
 
 namespace lathwind::testing {
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "support/ToolRun.h"
 #include "tools/CommandLine.h"
+#include "tools/ToolRun.h"
 
 namespace lathwind::tool {
 namespace {

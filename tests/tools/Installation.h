@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "support/TempDir.h"
-#include "support/ToolRun.h"
+#include "tools/ToolRun.h"
 
 namespace lathwind::testing {
 

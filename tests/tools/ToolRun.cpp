@@ -1,4 +1,4 @@
-#include "support/ToolRun.h"
+#include "tools/ToolRun.h"
 
 #include "support/HostDecorator.h"
 #include "support/ScopedOverride.h"
