@@ -1,14 +1,10 @@
 #include <atomic>
 #include <process.h>
 
+#include "utils/ThreadBody.h"
 #include "utils/windows/WinHandles.h"
 #include "utils/windows/WinLock.h"
 #include "utils/windows/WinServices.h"
-
-namespace lathwind {
-// utils/ThreadBody.h
-void runThreadBody(Runnable& runnable, const std::wstring& name, std::atomic<bool>& running);
-}  // namespace lathwind
 
 namespace lathwind::windows {
 namespace {
