@@ -30,6 +30,8 @@ public:
 
     void WriteObject(std::ostream& stream) override;
     // The layout is that of the version word at the start of `stream`, which must be able to seek.
+    // Two seeks cost a file stream its buffer: a reader of a list that knows the version of its
+    // file calls ReadObjectOfVersion.
     void ReadObject(std::istream& stream) override;
     std::unique_ptr<FileAttributes> Clone() const override;
     bool Initialize() override;
@@ -58,6 +60,9 @@ public:
 
     bool Equals(const WinFileAttributes& other, bool compareAccessTime) const;
 
+    FileTime GetCreationFileTime() const noexcept { return creationTime_; }
+    FileTime GetAccessFileTime() const noexcept { return accessTime_; }
+    FileTime GetModifiedFileTime() const noexcept { return modifiedTime_; }
     const std::wstring& GetOwner() const noexcept { return owner_; }  // SID text
     const std::wstring& GetPrimaryGroup() const noexcept { return primaryGroup_; }
     const std::wstring& GetAcl() const noexcept { return acl_; }  // SDDL

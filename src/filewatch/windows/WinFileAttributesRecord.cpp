@@ -1,0 +1,253 @@
+// The snapshot as a record of the state file and as lines of text. The layout is told in
+// docs/formats/snapshot-record.md.
+#include <array>
+#include <cstddef>
+#include <istream>
+#include <ostream>
+#include <utility>
+
+#include "filewatch/SnapshotLines.h"
+#include "filewatch/windows/WinFileAttributes.h"
+#include "utils/LittleEndian.h"
+
+namespace lathwind {
+
+namespace {
+
+constexpr std::uint16_t kFirstVersionWithOwner = 6;
+constexpr std::uint16_t kFirstVersionWithMaps = 8;
+constexpr std::uint16_t kFirstVersionWithAcl = 9;
+constexpr std::uint16_t kFirstVersionWithAclList = 10;
+
+// The head of a state file: what a record without a version goes by.
+constexpr std::uint16_t kCompleteSignature = 0xABCE;
+constexpr std::uint16_t kLogsOnlySignature = 0xABCF;  // saved during a configuration run
+
+struct StreamHead {
+    std::uint16_t signature = 0;
+    std::uint16_t version = 0;
+};
+
+StreamHead readHead(std::istream& stream) {
+    StreamHead head;
+    const auto position = stream.tellg();
+    stream.seekg(0);
+    Serializable::Read(stream, head.signature);
+    Serializable::Read(stream, head.version);
+    stream.seekg(position);
+    return head;
+}
+
+void checkRead(const std::istream& stream, int line) {
+    if (stream.fail()) {
+        throw SerializeException(L"Exception: WinFileAttributes::ReadObject", line,
+                                 L"WinFileAttributes");
+    }
+}
+
+// Attribute bits, three times and the number of links lie behind each other in every version.
+struct FixedRun {
+    static constexpr std::size_t attributes = 0;
+    static constexpr std::size_t creationTime = 4;
+    static constexpr std::size_t accessTime = 12;
+    static constexpr std::size_t modifiedTime = 20;
+    static constexpr std::size_t hardLinks = 28;
+    static constexpr std::size_t size = 32;
+};
+
+bool writeTimeLines(std::wostream& stream, FileTime time) {
+    return writeLine(stream, static_cast<std::uint32_t>(time >> 32)) &&
+           writeLine(stream, static_cast<std::uint32_t>(time));
+}
+
+bool readTimeLines(std::wistream& stream, FileTime& time) {
+    std::uint32_t high = 0;
+    std::uint32_t low = 0;
+    if (!readLine(stream, high) || !readLine(stream, low)) {
+        return false;
+    }
+    time = FileTime{high} << 32 | low;
+    return true;
+}
+
+template <class Map>
+bool writeMapLines(std::wostream& stream, const Map& map) {
+    if (!writeLine(stream, static_cast<std::uint32_t>(map.size()))) {
+        return false;
+    }
+    for (const auto& [name, value] : map) {
+        if (!writeLine(stream, name) || !writeLine(stream, value)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <class Map>
+bool readMapLines(std::wistream& stream, Map& map) {
+    map.clear();
+    std::uint32_t count = 0;
+    if (!readLine(stream, count)) {
+        return false;
+    }
+    for (; count > 0; --count) {
+        std::wstring name;
+        typename Map::mapped_type value{};
+        if (!readLine(stream, name) || !readLine(stream, value)) {
+            return false;
+        }
+        map.insert_or_assign(map.end(), std::move(name), std::move(value));
+    }
+    return true;
+}
+
+}  // namespace
+
+void WinFileAttributes::WriteObject(std::ostream& stream) {
+    FileAttributes::WriteObject(stream);
+    std::array<std::byte, FixedRun::size> run;
+    storeLittleEndian(&run[FixedRun::attributes], attributes_);
+    storeLittleEndian(&run[FixedRun::creationTime], creationTime_);
+    storeLittleEndian(&run[FixedRun::accessTime], accessTime_);
+    storeLittleEndian(&run[FixedRun::modifiedTime], modifiedTime_);
+    storeLittleEndian(&run[FixedRun::hardLinks], hardLinks_);
+    Write(stream, run.data(), run.size());
+    WriteTString(stream, owner_);
+    WriteTString(stream, primaryGroup_);
+    Write(stream, static_cast<std::uint32_t>(extendedAttributes_.size()));
+    for (const auto& [name, value] : extendedAttributes_) {
+        WriteTString(stream, name);
+        WriteTString(stream, value);
+    }
+    Write(stream, static_cast<std::uint32_t>(alternateStreams_.size()));
+    for (const auto& [name, size] : alternateStreams_) {
+        WriteTString(stream, name);
+        Write(stream, size);
+    }
+    // In pieces, because the whole text of a long list is more than a string may hold.
+    std::list<std::wstring> pieces;
+    SplitAcl(pieces);
+    WriteStringList(stream, pieces);
+    if (!stream.flush()) {
+        throw SerializeException(L"Exception: WinFileAttributes::WriteObject", __LINE__,
+                                 L"WinFileAttributes");
+    }
+}
+
+void WinFileAttributes::ReadObject(std::istream& stream) {
+    FileAttributes::ReadObject(stream);
+    ReadFixedFields(stream);
+    const StreamHead head = readHead(stream);
+    if (head.signature == kCompleteSignature || head.signature == kLogsOnlySignature) {
+        ReadVersionedFields(stream, head.version);
+    } else {
+        // Not the state file: the record has the shape that was the newest before there were maps.
+        ReadVersionedFields(stream, kFirstVersionWithOwner);
+    }
+    checkRead(stream, __LINE__);
+}
+
+void WinFileAttributes::ReadObjectOfVersion(std::istream& stream, std::uint16_t version) {
+    FileAttributes::ReadObjectOfVersion(stream, version);
+    ReadFixedFields(stream);
+    ReadVersionedFields(stream, version);
+    checkRead(stream, __LINE__);
+}
+
+void WinFileAttributes::ReadFixedFields(std::istream& stream) {
+    std::array<std::byte, FixedRun::size> run;
+    Read(stream, run.data(), run.size());
+    attributes_ = loadLittleEndian<std::uint32_t>(&run[FixedRun::attributes]);
+    creationTime_ = loadLittleEndian<FileTime>(&run[FixedRun::creationTime]);
+    accessTime_ = loadLittleEndian<FileTime>(&run[FixedRun::accessTime]);
+    modifiedTime_ = loadLittleEndian<FileTime>(&run[FixedRun::modifiedTime]);
+    hardLinks_ = loadLittleEndian<std::uint32_t>(&run[FixedRun::hardLinks]);
+}
+
+void WinFileAttributes::ReadVersionedFields(std::istream& stream, std::uint16_t version) {
+    if (version >= kFirstVersionWithOwner) {
+        ReadTString(stream, owner_);
+        ReadTString(stream, primaryGroup_);
+    } else {
+        owner_ = kNoPreviousData;
+        primaryGroup_ = kNoPreviousData;
+    }
+    extendedAttributes_.clear();
+    alternateStreams_.clear();
+    if (version >= kFirstVersionWithMaps) {
+        ReadMaps(stream);
+    }
+    acl_.clear();
+    if (version >= kFirstVersionWithAclList) {
+        ReadJoinedAcl(stream);
+    } else if (version >= kFirstVersionWithAcl) {
+        ReadTString(stream, acl_);
+    }
+}
+
+// The counts are not to be trusted: nothing is set aside by them, and one that promises too much
+// ends with the read that fails.
+void WinFileAttributes::ReadMaps(std::istream& stream) {
+    std::uint32_t count = 0;
+    Read(stream, count);
+    for (; count > 0; --count) {
+        std::wstring name;
+        std::wstring value;
+        ReadTString(stream, name);
+        ReadTString(stream, value);
+        extendedAttributes_.insert_or_assign(extendedAttributes_.end(), std::move(name),
+                                             std::move(value));
+    }
+    Read(stream, count);
+    for (; count > 0; --count) {
+        std::wstring name;
+        std::uint32_t size = 0;
+        ReadTString(stream, name);
+        Read(stream, size);
+        alternateStreams_.insert_or_assign(alternateStreams_.end(), std::move(name), size);
+    }
+}
+
+// A string list, joined as it is read.
+void WinFileAttributes::ReadJoinedAcl(std::istream& stream) {
+    std::uint32_t count = 0;
+    Read(stream, count);
+    if (count > kMaxListItems) {
+        throw SerializeException(
+            L"Exception: Size of string list exceeds serialization sanity check", __LINE__,
+            L"WinFileAttributes");
+    }
+    std::wstring piece;
+    for (; count > 0; --count) {
+        ReadTString(stream, piece);
+        acl_ += piece;
+    }
+}
+
+bool WinFileAttributes::WriteText(std::wostream& stream) const {
+    return FileAttributes::WriteText(stream) && writeLine(stream, attributes_) &&
+           writeTimeLines(stream, creationTime_) && writeTimeLines(stream, accessTime_) &&
+           writeTimeLines(stream, modifiedTime_) && writeLine(stream, hardLinks_) &&
+           writeLine(stream, owner_) && writeLine(stream, primaryGroup_) &&
+           writeMapLines(stream, extendedAttributes_) && writeMapLines(stream, alternateStreams_) &&
+           writeLine(stream, acl_);
+}
+
+bool WinFileAttributes::ReadText(std::wistream& stream) {
+    WinFileAttributes incoming(*this);
+    if (!incoming.FileAttributes::ReadText(stream) || !incoming.ReadTextFields(stream)) {
+        return false;
+    }
+    *this = std::move(incoming);
+    return true;
+}
+
+bool WinFileAttributes::ReadTextFields(std::wistream& stream) {
+    return readLine(stream, attributes_) && readTimeLines(stream, creationTime_) &&
+           readTimeLines(stream, accessTime_) && readTimeLines(stream, modifiedTime_) &&
+           readLine(stream, hardLinks_) && readLine(stream, owner_) &&
+           readLine(stream, primaryGroup_) && readMapLines(stream, extendedAttributes_) &&
+           readMapLines(stream, alternateStreams_) && readLine(stream, acl_);
+}
+
+}  // namespace lathwind
