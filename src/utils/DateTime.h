@@ -84,6 +84,7 @@ public:
 
 private:
     void fromSeconds(std::int64_t seconds);
+    void appendCode(std::wstring& out, wchar_t code) const;
 
     std::int32_t milliseconds_ = 0;
     std::int32_t second_ = 0;
