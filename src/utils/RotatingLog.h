@@ -13,8 +13,9 @@ namespace lathwind {
 // An append-only text file with rollover, by size or by date. Each line is on its way to the disk
 // when write returns, so that readers see it at once. Lines are written in the system code page.
 //
-// Not locked: callers that share a log hold its lock() around open, write and rollOver. The set
-// operations take the lock themselves, and a caller must not hold it: see RotatingLogCSV.
+// Not locked: callers that share a log hold its lock() around everything but the set operations.
+// Those take the lock themselves and come from one thread at a time, which must not hold it: see
+// RotatingLogCSV.
 class RotatingLog {
 public:
     enum class Mode : std::int32_t { None = 0, Size = 1, Date = 2 };
@@ -70,8 +71,9 @@ protected:
 
 private:
     bool isDue();
-    bool rollNumbered();
+    void stepName();
     void shiftBackups();
+    std::wstring backupName(std::uint32_t number) const;
 
     std::wstring path_;
     std::uint32_t backupCount_;

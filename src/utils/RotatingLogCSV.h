@@ -53,15 +53,19 @@ public:
 protected:
     void stopThread();
 
+    // After a rollover, puts an underscore in front of the old file's name. Nothing turns it on
+    // but a derived class.
+    bool postRename_ = false;
+
 private:
+    static std::wstring markedName(const std::wstring& path);
     void startThread() REQUIRES(lock());
     void writeMarker(std::wstring_view marker, std::int64_t time, const std::wstring& other);
 
-    const std::unique_ptr<Lock> configuration_;  // one start or stop of the thread at a time
     std::unique_ptr<Event> stopEvent_ GUARDED_BY(lock());
     std::unique_ptr<Thread> thread_ GUARDED_BY(lock());
     std::atomic<bool> stopping_{false};
-    bool postRename_ = false;
+    std::atomic<bool> left_{false};  // the thread has ended by itself
 };
 
 }  // namespace lathwind
