@@ -41,6 +41,7 @@ inline constexpr ErrorCode ServiceDoesNotExist = 1060;
 inline constexpr ErrorCode NotFound = 1168;
 inline constexpr ErrorCode NoneMapped = 1332;
 inline constexpr ErrorCode InvalidSid = 1337;
+inline constexpr ErrorCode CantResolveFilename = 1921;
 }  // namespace error
 
 }  // namespace lathwind::platform
