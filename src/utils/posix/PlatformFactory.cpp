@@ -1,0 +1,26 @@
+#include "utils/platform/PlatformFactory.h"
+
+#include "utils/CachedLookup.h"
+#include "utils/FileUtility.h"
+#include "utils/MessageCatalogue.h"
+#include "utils/ProcessObject.h"
+#include "utils/posix/Services.h"
+
+namespace lathwind {
+
+constinit PlatformFactory platformFactory = {
+    .files = posix::files,
+    .registry = posix::registry,
+    .host = posix::host,
+    .libraries = posix::libraries,
+    .createMessageCatalogue = makeTableCatalogue,
+    .createLock = posix::makeLock,
+    .createLookup = makeCachedLookup,
+    .createProcess = makeProcessObject,
+    .createThread = posix::makeThread,
+    .createEvent = posix::makeEvent,
+    .createFileUtility = makeFileUtility,
+    .exitEvent = nullptr,
+};
+
+}  // namespace lathwind
