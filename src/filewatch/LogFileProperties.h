@@ -19,7 +19,7 @@ public:
     LogFileProperties() = default;
 
     // The number of entries in a list; 0 if the file did not load.
-    static std::uint32_t GetEntryCount(const IniFile& ini);
+    static std::int32_t GetEntryCount(const IniFile& ini);
     // Reads entry `index`, counted from 1. False, with `properties` unchanged, if the list did not
     // load or the index is not positive. A bad value never fails an entry: it is corrected or
     // only warned of (docs/formats/log-watch-lists.md).
@@ -46,6 +46,8 @@ public:
     bool operator==(const LogFileProperties& other) const;
 
 private:
+    void ReadFields(std::istream& stream, bool hasEncoding);
+
     std::wstring fileName;     // expanded and lower-cased
     std::wstring parseString;  // the pattern that a line must match; empty for every line
     bool includeDelimiter = false;

@@ -39,14 +39,16 @@ std::unique_ptr<WatchedEntity> CreateWatchedEntity(std::int32_t type, const std:
 class WatchedEntity : public Serializable {
 public:
     using Digest = std::array<std::uint8_t, 32>;
+    static constexpr std::uint64_t kMemoryCharge = 72;  // bytes, for any entity
 
     ~WatchedEntity() override;
     WatchedEntity& operator=(const WatchedEntity& other);
 
     // A whole entity: type and virtual name, then WriteObject.
     void WriteEntity(std::ostream& stream);
-    // The next entity of a list; null where the list ends, that is where type and virtual name
-    // cannot be read. A record that breaks off behind them throws SerializeException.
+    // The next entity of a list; null where the list ends, that is where the stream does not hold a
+    // type and a virtual name any more. A record that breaks off behind them throws
+    // SerializeException.
     static std::unique_ptr<WatchedEntity> ReadEntity(std::istream& stream);  // newest format only
     static std::unique_ptr<WatchedEntity> ReadEntityOfVersion(std::istream& stream,
                                                               std::uint16_t version);

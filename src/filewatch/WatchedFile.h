@@ -47,6 +47,8 @@ private:
     void ReadOwnFields(std::istream& stream);
     void ReadContents(std::istream& stream, std::wstring diffType);
     void MakeDigest();
+    bool IsBelowDiffLimit();
+    void TakeContents(const std::wstring& path);
     FileDiffState& DiffState();
 
     std::wstring label;

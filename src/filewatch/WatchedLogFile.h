@@ -47,6 +47,7 @@ private:
         void operator()(std::FILE* stream) const { std::fclose(stream); }
     };
 
+    void ReadPosition(std::istream& stream, bool hasEncoding);
     void ReadObjectOfFirstVersion(std::istream& stream);
     void CheckConsumedPart(bool digestIsMd5);
 
