@@ -8,7 +8,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "utils/StatisticsRow.h"
 #include "utils/platform/Threading.h"
 
 namespace lathwind {
@@ -23,7 +25,7 @@ public:
     // Seconds of a clock that never goes back.
     using Clock = std::function<std::int64_t()>;
 
-    // What the statistics report prints, in its order.
+    // What the statistics report prints.
     struct Counters {
         std::uint32_t lookups = 0;    // questions asked
         std::uint32_t ignores = 0;    // of these, with an empty key: answered without asking
@@ -37,7 +39,8 @@ public:
     explicit CachedLookup(std::int64_t expiryAgeSeconds = kExpiryAgeSeconds,
                           std::size_t limit = kLimit, Clock clock = {});
 
-    // True and a copy of the answer for a key that was stored less than the expiry age ago.
+    // True for a key that was stored less than the expiry age ago. An older answer is copied out
+    // too, for a caller that would rather have it than none, but it is no hit.
     bool find(const std::wstring& key, std::wstring& answer);
     void store(const std::wstring& key, const std::wstring& answer);
 
@@ -49,8 +52,8 @@ public:
     bool resolve(const std::wstring& key, const Resolver& resolver, std::wstring& answer);
 
     Counters counters() const;
-    // One line for each counter: `name`, the counter's label, a blank and the number.
-    std::wstring statistics(std::wstring_view name) const;
+    // One row for each counter, in the report's order: `name` and the counter's label.
+    std::vector<StatisticsRow> statistics(std::wstring_view name) const;
     void clear();  // forgets the answers, keeps the counters
 
 private:
@@ -62,6 +65,7 @@ private:
     using Entries = std::map<std::wstring, Entry>;
 
     bool findLocked(const std::wstring& key, std::wstring& answer) REQUIRES(*lock_);
+    void storeLocked(const std::wstring& key, const std::wstring& answer) REQUIRES(*lock_);
 
     const std::int64_t expiryAge_;
     const std::size_t limit_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <atomic>
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -8,6 +8,7 @@
 
 #include "utils/AgentEventSink.h"
 #include "utils/LogRecord.h"
+#include "utils/StatisticsRow.h"
 #include "utils/platform/Threading.h"
 
 // The one writer of the service log. Records are built on the threads that log, queued, and
@@ -61,8 +62,8 @@ public:
     std::uint32_t errorCount() const noexcept;
     std::uint32_t warningCount() const noexcept;
     std::uint32_t statusCount() const noexcept;
-    // The three lines of the statistics report, separated by line feeds: label, a blank, count.
-    std::wstring statistics() const;
+    // The same three, with their labels, in the report's order.
+    std::array<StatisticsRow, 3> statistics() const;
 
     // The thread's loop, and its step: writes what is queued; false once told to stop.
     void run() override;
