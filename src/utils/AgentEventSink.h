@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "utils/HighWaterQueue.h"
 #include "utils/Logging.h"
 
 // The road from a log record to an event that policy can match. The log writer lives below the
@@ -50,9 +51,8 @@ class AgentEventSink {
 public:
     virtual ~AgentEventSink() = default;
     // Makes the event and pushes it: with the plain push for an error, with the checked push
-    // otherwise, and gives the push's result: 0 stored, 1 stored at the high mark, 2 full, 3 no
-    // longer accepting. A refused event is destroyed by the sink.
-    virtual int push(AgentEventFacts facts) = 0;
+    // otherwise. A refused event is destroyed by the sink.
+    virtual PushResult push(AgentEventFacts facts) = 0;
     // Destroys every event that is still queued.
     virtual void drain() = 0;
 };

@@ -70,16 +70,22 @@ std::wstring_view osNameOf(std::uint32_t flags) noexcept;
 // 'W', 'S', 'L', 'A', 'H', 'T', else 'O'.
 wchar_t osLetterOf(std::uint32_t flags) noexcept;
 
+// Where the logs and the event files lie.
+inline constexpr const wchar_t* kLogFolder = L"../log/";
+
+// What stands for a fact that could not be found.
+inline constexpr const wchar_t* kUnknownFact = L"unknown";
+
 // The settings with a numeric value, each a row of the table in AgentInfo.cpp.
 enum class Setting : std::size_t;
 
 // Threads: accessors read plain fields without a lock, and may be called by any thread; the
-// fields change only in the constructor and in reload, which runs while no other thread reads.
+// fields change only in reload, which runs while no other thread reads.
 // The IP address is switched atomically and may be polled at any time by one thread. The
 // collector table has its own lock.
 class AgentInfo {
 public:
-    // Reads everything.
+    // Fills in the defaults and reads nothing yet: reload() does.
     explicit AgentInfo(SettingsPaths paths = {});
     virtual ~AgentInfo();
     AgentInfo(const AgentInfo&) = delete;
@@ -123,7 +129,7 @@ public:
     virtual std::uint32_t killSessionActionLimit() const;
     // The domain to show for a process's user: the logon domain for the agent's own user,
     // "unknown" for any other.
-    virtual std::wstring userOfProcess(const std::wstring& user);
+    virtual std::wstring userOfProcess(const std::wstring& user) const;
     virtual std::uint32_t fileEventsLimit() const;
     virtual std::uint32_t fileEventBufferSize() const;
     virtual std::uint32_t eventLogEventsLimit() const;
@@ -194,11 +200,11 @@ protected:
     virtual std::wstring lookUpHostName();
     virtual void listLoggedOnUsers();
     virtual void determineUser();
-    virtual void readCollectorConfiguration(IniFile& agentFile);
-    virtual void readFileCollectorConfiguration(IniFile& agentFile);
+    virtual void readCollectorConfiguration();
+    virtual void readFileCollectorConfiguration();
 
 private:
-    static constexpr std::size_t kSettingCount = 51;
+    static constexpr std::size_t kSettingCount = 53;
     struct Collector {
         bool enabled = false;
         std::uint32_t state = collectorState::NotStarted;
@@ -207,6 +213,11 @@ private:
     std::uint64_t value(Setting setting) const;
     std::uint32_t number(Setting setting) const;
     bool flag(Setting setting) const;
+    void setDefaults();
+    void readLocalAgentSettings();
+    void readAgentSettings();
+    void readProcess();
+    void readCompanion();
     void setIpAddress(const std::wstring& address);
 
     const SettingsPaths paths_;
@@ -230,8 +241,6 @@ private:
     std::wstring processOwner_;
     std::wstring agentFeatures_;
     std::wstring agentId_;
-    std::wstring lastProcessUser_;
-    std::wstring lastProcessDomain_;
     std::unique_ptr<IniFile> localAgent_;
     std::unique_ptr<IniFile> agent_;
     std::unique_ptr<IniFile> policyInfo_;
@@ -242,6 +251,7 @@ private:
 
 // A counted reference to the process's settings: the first one reads the files, the last one to
 // go destroys the object. Cheap while another reference is held.
+// While the files are being read the object can be had on the reading thread, with its defaults.
 class AgentInfoRef {
 public:
     AgentInfoRef();

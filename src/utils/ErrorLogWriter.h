@@ -17,7 +17,8 @@ namespace lathwind {
 
 inline constexpr const wchar_t* kServiceLogPath = L"../log/QVRIDSService.log";
 // Behind the banner's "Version ": the product's version and the systems it is made for.
-inline constexpr const wchar_t* kVersionText = L"4.7.3.612 2K/XP/2003/2008/2012";
+inline constexpr const wchar_t* kVersionText =
+    L"" LATHWIND_PRODUCT_VERSION L" 2K/XP/2003/2008/2012";
 
 // When the log file is opened and its banner written.
 enum class OpenLog {
@@ -65,9 +66,10 @@ public:
     // The same three, with their labels, in the report's order.
     std::array<StatisticsRow, 3> statistics() const;
 
-    // The thread's loop, and its step: writes what is queued; false once told to stop.
+    // The thread's loop, and its step: waits for a record, at most so long, and writes what is
+    // queued. False once told to stop.
     void run() override;
-    bool step();
+    bool step(std::int32_t milliseconds);
 
 private:
     class State;

@@ -13,7 +13,7 @@ class LogSink {
 public:
     virtual ~LogSink() = default;
     // `file` is the source file as a debug line prints it.
-    virtual void debugOutput(std::string_view file, int line, std::wstring_view text) = 0;
+    virtual void debugOutput(std::wstring_view file, int line, std::wstring_view text) = 0;
     virtual void messageOutput(Severity severity, std::wstring_view text) = 0;
 };
 

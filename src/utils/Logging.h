@@ -50,6 +50,20 @@ void writeDebug(ModuleId module, SourceLine where, std::wstring_view format,
 void writeCatalogued(Severity severity, ModuleId module, int messageId,
                      std::span<const FormatArg> args);
 bool hasLogSink() noexcept;
+
+// The texts of lines, apart from where they go.
+// The row with %P and %S replaced, cut to fit a buffer of `size` units; empty for an unknown id.
+std::wstring loadRow(int messageId, int size);
+// Cut after 1089 units, with "..." behind.
+std::wstring formatLimited(std::wstring_view format, std::span<const FormatArg> args);
+// "./src/utils/x.cpp", as the build names a source file, to ".\src\utils\x.cpp".
+std::wstring sourcePath(std::string_view file);
+std::wstring debugLine(std::wstring_view time, ModuleId module, SourceLine where,
+                       std::wstring_view text);
+std::wstring messageLine(Severity severity, std::wstring_view time, ModuleId module,
+                         std::wstring_view text);
+// What precedes the first colon, if that stands at index 9 or lower.
+std::wstring codeOf(std::wstring_view text);
 }  // namespace detail
 
 // A debug line's format, which remembers where it was written down.

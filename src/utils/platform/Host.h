@@ -9,8 +9,14 @@
 // The machine, the process's surroundings, text of the system code page, the clock, the console.
 namespace lathwind::platform {
 
+// The families that a version is counted in.
+namespace osPlatform {
+inline constexpr std::uint32_t Linux = 0;  // the version is the kernel's
+inline constexpr std::uint32_t WindowsNt = 2;
+}  // namespace osPlatform
+
 struct OsVersion {
-    std::uint32_t platform = 0;  // 2 is the NT family
+    std::uint32_t platform = 0;
     std::uint32_t major = 0;
     std::uint32_t minor = 0;
 };
