@@ -90,3 +90,25 @@ log_folder() {
     mkdir -p "$project/build/logs"
     echo "$project/build/logs"
 }
+
+# list_sources: every C++ file that is ours, separated by zero bytes.
+list_sources() {
+    (cd "$project" && find src tools agent tests fuzz bench -type f \
+        \( -name '*.cpp' -o -name '*.h' \) -print0 2>/dev/null | sort -z)
+}
+
+# Sanitizers of these compilers dislike the largest address-space randomisation; where the kernel
+# allows it their programs run without.
+fixed_addresses() {
+    if setarch "$(uname -m)" -R true 2>/dev/null; then
+        setarch "$(uname -m)" -R "$@"
+    else
+        "$@"
+    fi
+}
+
+sanitizer_options() {
+    export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
+    export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+    export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+}
