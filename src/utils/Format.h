@@ -15,6 +15,8 @@ class FormatArg {
 public:
     enum class Kind : std::uint8_t { Signed, Unsigned, Narrow, Wide, Pointer };
 
+    // Implicit on purpose: a call passes its values as they are. Of the union one member is set.
+    // NOLINTBEGIN(google-explicit-constructor,cppcoreguidelines-pro-type-member-init)
     template <std::integral T>
     constexpr FormatArg(T value) noexcept
         : kind_(std::is_signed_v<T> ? Kind::Signed : Kind::Unsigned), width_(sizeof(T)) {
@@ -39,6 +41,7 @@ public:
     constexpr FormatArg(const wchar_t* text) noexcept
         : FormatArg(text ? std::wstring_view(text) : std::wstring_view(L"(null)")) {}
     constexpr FormatArg(const void* pointer) noexcept : kind_(Kind::Pointer), pointer_(pointer) {}
+    // NOLINTEND(google-explicit-constructor,cppcoreguidelines-pro-type-member-init)
 
     constexpr Kind kind() const noexcept { return kind_; }
     constexpr unsigned width() const noexcept { return width_; }  // bytes of an integer's type

@@ -70,6 +70,8 @@ std::wstring codeOf(std::wstring_view text);
 struct DebugFormat {
     std::wstring_view text;
     SourceLine where;
+    // Implicit, so that a call is written with its literal alone.
+    // NOLINTNEXTLINE(google-explicit-constructor)
     constexpr DebugFormat(const wchar_t* literal, SourceLine at = SourceLine::here()) noexcept
         : text(literal), where(at) {}
 };
