@@ -1,31 +1,27 @@
 #!/usr/bin/env bash
-# ./dev bench [NAME...]: builds native and runs every bench/NameBench.cpp and bench/NameBench.sh, or
-# those named. Each prints ratios to its reference. A script gets the programs' folder in
-# $LATHWIND_BIN and a scratch folder in $LATHWIND_SCRATCH.
+# ./dev bench [NAME...]: builds native, then runs every program bench/NameBench.cpp and every script
+# scripts/bench-NAME.sh or .py, or those named. Each prints ratios to its reference. A script gets the
+# tool and a scratch folder as its arguments.
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-need openssl time
+need openssl python3
 build native
 cd "$project"
-export LATHWIND_BIN=$project/build/native/bin
-export LATHWIND_SCRATCH=$project/build/bench
-mkdir -p "$LATHWIND_SCRATCH"
-
-wanted() {
-    local name=$1
-    shift
-    [ $# -eq 0 ] || [[ " $* " == *" $name "* ]]
-}
+programs=$project/build/native/bin
+scratch=$project/build/bench
+mkdir -p "$scratch"
 
 ran=0 failed=()
-for source in bench/*Bench.cpp bench/*Bench.sh; do
+for source in bench/*Bench.cpp scripts/bench-*; do
     [ -e "$source" ] || continue
     name=$(basename "${source%.*}" Bench)
-    wanted "$name" "$@" || continue
+    name=${name#bench-}
+    [ $# -eq 0 ] || [[ " $* " == *" $name "* ]] || continue
     ran=$((ran + 1))
     say "$name"
     case $source in
-        *.cpp) "$LATHWIND_BIN/${name}Bench" ;;
-        *.sh) bash "$source" ;;
+        *.cpp) "$programs/${name}Bench" ;;
+        *.sh) bash "$source" "$programs/Lathwind" "$scratch" ;;
+        *.py) python3 "$source" "$programs/Lathwind" "$scratch" ;;
     esac || failed+=("$name")
 done
 
