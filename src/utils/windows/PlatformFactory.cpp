@@ -1,5 +1,8 @@
 #include "utils/platform/PlatformFactory.h"
 
+#include "utils/CachedLookup.h"
+#include "utils/FileUtility.h"
+#include "utils/ProcessObject.h"
 #include "utils/windows/WinServices.h"
 
 namespace lathwind {
@@ -14,8 +17,12 @@ constinit PlatformFactory platformFactory = {
     .libraries = windows::libraries,
     .createMessageCatalogue = windows::makeResourceCatalogue,
     .createLock = windows::makeLock,
+    .createLookup = makeCachedLookup,
+    .createProcess = makeProcessObject,
     .createThread = windows::makeThread,
     .createEvent = windows::makeEvent,
+    .createFileUtility = makeFileUtility,
+    .exitEvent = nullptr,
 };
 
 }  // namespace lathwind
