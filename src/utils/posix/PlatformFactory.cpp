@@ -10,7 +10,10 @@ namespace lathwind {
 
 constinit PlatformFactory platformFactory = {
     .files = posix::files,
+    .volumes = posix::volumes,
     .registry = posix::registry,
+    .accounts = posix::accounts,
+    .processes = posix::processes,
     .host = posix::host,
     .libraries = posix::libraries,
     .createMessageCatalogue = makeTableCatalogue,

@@ -7,13 +7,9 @@
 #include <unistd.h>
 
 #include "utils/Text.h"
+#include "utils/ThreadBody.h"
 #include "utils/posix/Mutex.h"
 #include "utils/posix/Services.h"
-
-namespace lathwind {
-// utils/ThreadBody.h
-void runThreadBody(Runnable& runnable, const std::wstring& name, std::atomic<bool>& running);
-}  // namespace lathwind
 
 namespace lathwind::posix {
 namespace {
