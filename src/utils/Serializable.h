@@ -1,13 +1,13 @@
 #pragma once
 
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <istream>
 #include <list>
 #include <ostream>
-#include <span>
+#include <streambuf>
 #include <string>
 
 #include "utils/Exceptions.h"
@@ -40,12 +40,66 @@ public:
     static void Write(std::ostream& stream, const void* block, std::size_t bytes);
     static void Read(std::istream& stream, void* block, std::size_t bytes);
 
+    // SerializeException for a text of more than kMaxStringUnits, before anything is written.
     static void WriteTString(std::ostream& stream, const std::wstring& text);
     // Replaces `text` on success only. A string with an embedded zero unit comes back cut there.
     static void ReadTString(std::istream& stream, std::wstring& text);
     static void WriteStringList(std::ostream& stream, const std::list<std::wstring>& list);
     static void ReadStringList(std::istream& stream, std::list<std::wstring>& list);  // appends
+
+private:
+    static void writeSlowly(std::ostream& stream, const void* block, std::size_t bytes);
+    static void readSlowly(std::istream& stream, void* block, std::size_t bytes);
 };
+
+namespace detail {
+
+// The buffered part of a stream, reached by the names that a stream buffer keeps for its derived
+// classes. A state file of a million entities is some forty million small fields: taken straight
+// from the buffer a field costs a compare and a copy, through std::istream::read a sentry and two
+// virtual calls.
+struct StreamArea : std::streambuf {
+    static std::size_t readable(const std::streambuf& buffer) {
+        return static_cast<std::size_t>((buffer.*(&StreamArea::egptr))() - next(buffer));
+    }
+    static const char* next(const std::streambuf& buffer) {
+        return (buffer.*(&StreamArea::gptr))();
+    }
+    static void consume(std::streambuf& buffer, std::size_t bytes) {
+        (buffer.*(&StreamArea::gbump))(static_cast<int>(bytes));
+    }
+    static std::size_t writable(const std::streambuf& buffer) {
+        return static_cast<std::size_t>((buffer.*(&StreamArea::epptr))() - target(buffer));
+    }
+    static char* target(const std::streambuf& buffer) { return (buffer.*(&StreamArea::pptr))(); }
+    static void produce(std::streambuf& buffer, std::size_t bytes) {
+        (buffer.*(&StreamArea::pbump))(static_cast<int>(bytes));
+    }
+};
+
+}  // namespace detail
+
+inline void Serializable::Write(std::ostream& stream, const void* block, std::size_t bytes) {
+    std::streambuf* buffer = stream.rdbuf();
+    if (buffer != nullptr && bytes != 0 && stream.good() &&
+        bytes <= detail::StreamArea::writable(*buffer)) [[likely]] {
+        std::memcpy(detail::StreamArea::target(*buffer), block, bytes);
+        detail::StreamArea::produce(*buffer, bytes);
+        return;
+    }
+    writeSlowly(stream, block, bytes);
+}
+
+inline void Serializable::Read(std::istream& stream, void* block, std::size_t bytes) {
+    std::streambuf* buffer = stream.rdbuf();
+    if (buffer != nullptr && bytes != 0 && stream.good() &&
+        bytes <= detail::StreamArea::readable(*buffer)) [[likely]] {
+        std::memcpy(block, detail::StreamArea::next(*buffer), bytes);
+        detail::StreamArea::consume(*buffer, bytes);
+        return;
+    }
+    readSlowly(stream, block, bytes);
+}
 
 template <std::integral T>
 void Serializable::Write(std::ostream& stream, const T& value) {
