@@ -28,6 +28,10 @@ public:
     std::int32_t Append(const void* pointer, std::int32_t count);
     std::int32_t AppendUInt32(std::uint32_t value);  // low byte first
 
+    // Makes room for `count` more bytes at once. False, and the object empty and invalid, without
+    // memory for them.
+    bool Reserve(std::int32_t count);
+
     const std::uint8_t* GetData() const noexcept { return data_; }  // null when empty
     std::int32_t GetLength() const noexcept { return length_; }
     std::int32_t GetCapacity() const noexcept { return capacity_; }
@@ -45,7 +49,6 @@ public:
     void TakeLines(std::list<std::wstring>& lines);
 
 private:
-    bool reserve(std::int32_t count);
     void discard() noexcept;
 
     std::uint8_t* data_ = nullptr;
