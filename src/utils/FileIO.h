@@ -38,6 +38,8 @@ public:
     // Takes over an existing descriptor. False as for Open.
     bool OpenDescriptor(std::int32_t descriptor, const std::wstring& mode);
     bool IsOpen() const noexcept { return file_ != nullptr; }
+    // -1 until a file is opened.
+    std::int32_t GetDescriptor() const noexcept { return descriptor_; }
     // False if not open, or if what was buffered could not be written.
     bool Close();
 
@@ -57,7 +59,7 @@ public:
     std::uint32_t Tell();  // 0 if closed
     // `origin` is the run-time's (SEEK_SET, ...). Gives fseek's result, 0 if closed.
     int Seek(std::int64_t offset, int origin);
-    std::uint32_t GetSize();  // keeps the position; 0 if closed
+    std::uint32_t GetSize();  // keeps the position; 0 if closed or without one
 
     // The text from the current position up to the first NUL, decoded from the system code page.
     // Empty when closed or out of memory.
@@ -109,8 +111,8 @@ public:
     static std::int32_t MakeDirectory(const std::wstring& path);
     // All levels. A plain file of that name gives false with last error FileExists.
     static bool MakeDirectoryPath(const std::wstring& path);
-    // A folder with all that is in it, or with `keepTop` only what is in it. A link to a folder is
-    // removed as a link, never followed. True if nothing of the name is left.
+    // A folder with all that is in it, or with `keepTop` only what is in it. A link to a folder
+    // that lies below is removed as a link, not followed. True if nothing of the name is left.
     static bool DeleteDirectory(const std::wstring& path, bool keepTop);
     static bool GetFileSize(const std::wstring& path, std::uint32_t& size);
     static bool Truncate(const std::wstring& path, std::uint32_t size);  // or extends, with zeros
@@ -124,10 +126,10 @@ public:
     // sorted and without duplicates. `depth` is the number of levels: 1 is the folder alone, 0
     // nothing. With a pattern other than "*" it is applied in every sub-folder too.
     static void ListFiles(std::vector<std::wstring>& list, const std::wstring& folder,
-                          const std::wstring& pattern, bool skipDots, std::int32_t depth);
+                          const std::wstring& pattern, bool skipDots, std::uint32_t depth);
     // Adds the sub-folders, in the system's order.
     static void ListDirectories(std::vector<std::wstring>& list, const std::wstring& folder,
-                                std::int32_t depth);
+                                std::uint32_t depth);
     // "UTF-8" or "UTF-16" (little-endian) by the file's byte-order mark, otherwise "ANSI", also if
     // there is no such file.
     static std::wstring DetectEncoding(const std::wstring& path);
