@@ -19,8 +19,8 @@ namespace lathwind {
 inline constexpr std::size_t kSha256Bytes = 32;
 inline constexpr std::size_t kMd5Bytes = 16;
 
-// False for an empty path, a null digest, a file that does not open and a read error. The stream
-// form zeroes the digest first.
+// False for an empty path, a null digest, stream or buffer, a file that does not open and a read
+// error; the digest is zeroed before anything else and stays so.
 bool HashFileSha256(const std::wstring& path, std::uint8_t* digest, std::uint64_t limit = 0);
 bool HashStreamSha256(std::FILE* stream, std::uint8_t* digest, std::uint64_t limit = 0);
 bool HashBufferSha256(const void* data, std::size_t length, std::uint8_t* digest);
@@ -34,7 +34,7 @@ std::wstring Sha256ToHex(const std::uint8_t* digest);
 // distance from "0", any other as its code minus 87, a pair modulo 256. Missing ones count as "0".
 void HexToSha256(const std::wstring& text, std::uint8_t* digest);
 
-// As above; the digest is zeroed before anything else, also when the result is false.
+// As above.
 bool HashFileMd5(const std::wstring& path, std::uint8_t* digest, std::uint64_t limit = 0);
 bool HashStreamMd5(std::FILE* stream, std::uint8_t* digest, std::uint64_t limit = 0);
 bool HashBufferMd5(const void* data, std::size_t length, std::uint8_t* digest);
