@@ -58,7 +58,7 @@ public:
     Value value(std::size_t section, std::size_t index) const;
 
 private:
-    // A piece of text_. Offsets rather than views: a quarter of the size, and the object moves.
+    // A piece of text_. Offsets take less room than views, and stay good when the object moves.
     struct Piece {
         std::uint32_t begin = 0;
         std::uint32_t length = 0;
@@ -72,18 +72,46 @@ private:
         Piece value;
     };
 
+    // Numbers of sections or entries by the hash of their folded names: open addressing with
+    // linear probing.
+    class Index {
+    public:
+        static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+        template <class IsSame>
+        std::uint32_t find(std::uint32_t hash, IsSame isSame) const;
+        void insert(std::uint32_t hash, std::uint32_t number);
+        void clear();
+
+    private:
+        struct Slot {
+            std::uint32_t hash = 0;
+            std::uint32_t number = kNone;
+        };
+        void place(Slot slot);
+        std::vector<Slot> slots_;  // a power of two, or none
+        std::size_t used_ = 0;
+    };
+
     std::wstring_view view(Piece piece) const noexcept {
         return std::wstring_view(text_).substr(piece.begin, piece.length);
     }
+    Piece piece(std::wstring_view part) const noexcept;
+    void parseLine(std::wstring_view line);
+    void addSection(std::wstring_view name);
+    void addEntry(std::wstring_view key, std::wstring_view value);
+    std::uint32_t findSection(std::wstring_view name) const;
+    std::uint32_t findEntry(std::uint32_t section, std::wstring_view key, std::uint32_t hash) const;
+    std::wstring_view valueIn(std::uint32_t section, std::wstring_view key) const;
     std::wstring_view find(std::wstring_view section, std::wstring_view key) const;
     static std::uint64_t unsignedNumber(std::wstring_view text, std::uint64_t largest) noexcept;
     static std::int64_t signedNumber(std::wstring_view text, std::int64_t smallest) noexcept;
 
     std::wstring text_;
     std::vector<Section> sections_;
-    std::vector<Entry> entries_;
-    std::vector<std::uint32_t> sectionIndex_;  // open addressing, by folded name
-    std::vector<std::uint32_t> entryIndex_;    // open addressing, by section and folded key
+    std::vector<Entry> entries_;  // section after section
+    Index sectionIndex_;
+    Index entryIndex_;
+    bool startsUnnamed_ = false;  // section 0 holds the keys ahead of any header
     bool loaded_ = false;
 };
 
