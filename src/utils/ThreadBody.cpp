@@ -1,7 +1,5 @@
 #include "utils/ThreadBody.h"
 
-#include <cxxabi.h>
-
 #include "utils/Exceptions.h"
 #include "utils/Logging.h"
 #include "utils/platform/PlatformFactory.h"
@@ -31,10 +29,6 @@ void runThreadBody(Runnable& runnable, const std::wstring& name, std::atomic<boo
             throw;
         }
         platformFactory.exitEvent->set();
-    } catch (const abi::__forced_unwind&) {
-        // The thread is being cancelled: the run-time ends the process if this stops here.
-        running = false;
-        throw;
     } catch (...) {
         running = false;
         logCatalogued(Severity::Error, ModuleId::Utils, kUnexpectedErrorRow, name);
