@@ -1,0 +1,226 @@
+#include <gtest/gtest.h>
+#include <sstream>
+
+#include "filewatch/FileAttributes.h"
+#include "filewatch/FileWatchParams.h"
+#include "filewatch/WatchedFile.h"
+#include "plugins/DiffModule.h"
+#include "plugins/FileDiffState.h"
+#include "support/RecordedLog.h"
+#include "support/StateFileBuilder.h"
+#include "support/TempDir.h"
+#include "utils/Digests.h"
+#include "utils/Text.h"
+
+namespace lathwind {
+namespace {
+
+using lathwind::testing::ParsedEntity;
+using lathwind::testing::RecordedLog;
+using lathwind::testing::StateFileBuilder;
+using lathwind::testing::TempDir;
+
+// Covers "*.txt"; every file with a NUL in front is binary.
+class FakeDiff : public DiffModule {
+public:
+    FakeDiff() { setDiffModule(this); }
+    ~FakeDiff() override { setDiffModule(nullptr); }
+    FakeDiff(const FakeDiff&) = delete;
+    FakeDiff& operator=(const FakeDiff&) = delete;
+
+    bool lookup(const std::wstring& path, FileDiffState& state) override {
+        const bool covered = path.ends_with(L".txt");
+        state.diffType = covered ? L"txt" : L"";
+        return covered;
+    }
+    bool isText(const std::wstring&, FileDiffState& state) override {
+        state.isBinary = isBinary;
+        return !isBinary;
+    }
+
+    bool isBinary = false;
+};
+
+std::string contentsOf(const WatchedFile& file) {
+    const FileDiffState* state = file.GetDiffState();
+    if (state == nullptr || !state->holdsContents()) {
+        return "none";
+    }
+    const ByteArray& bytes = *state->contents;
+    return bytes.GetData() == nullptr
+               ? std::string()
+               : std::string(bytes.GetData(), bytes.GetData() + bytes.GetLength());
+}
+
+std::wstring sha256Of(std::string_view bytes) {
+    WatchedEntity::Digest digest{};
+    HashBufferSha256(bytes.data(), bytes.size(), digest.data());
+    return Sha256ToHex(digest.data());
+}
+
+class WatchedFileTest : public ::testing::Test {
+protected:
+    std::wstring path() const { return toLower(folder_.path(L"one.txt")); }
+    TempDir folder_;
+};
+
+TEST_F(WatchedFileTest, InitializeHashesOnlyWhereAsked) {
+    folder_.write("one.txt", "contents");
+    FileWatchParams params;
+    params.label = L"list";
+    params.monitorAccessTime = true;
+    WatchedFile plain(path(), &params, {});
+    EXPECT_EQ(plain.GetLabel(), L"list");
+    EXPECT_TRUE(plain.IsAccessTimeMonitored());
+    EXPECT_FALSE(plain.IsChecksumEnabled());
+    EXPECT_TRUE(plain.InitializeEntity(false));
+    EXPECT_TRUE(Sha256IsZero(plain.GetDigest().data()));
+
+    params.checksum = true;
+    WatchedFile hashed(path(), &params, {});
+    EXPECT_TRUE(hashed.InitializeEntity(true));
+    EXPECT_EQ(Sha256ToHex(hashed.GetDigest().data()), sha256Of("contents"));
+    EXPECT_EQ(hashed.GetAttributes().GetSize(), 0u);
+
+    std::filesystem::remove(folder_.native("one.txt"));
+    EXPECT_TRUE(hashed.InitializeEntity(false));
+    EXPECT_TRUE(Sha256IsZero(hashed.GetDigest().data()));
+
+    WatchedFile unnamed({}, &params, {});
+    EXPECT_FALSE(unnamed.InitializeEntity(false));
+    EXPECT_FALSE(unnamed.UpdateEntity(true));
+}
+
+TEST_F(WatchedFileTest, FoldersAreNeverHashed) {
+    folder_.makeFolder("one.txt");
+    WatchedFile entity(path(), nullptr, {});
+    EXPECT_TRUE(entity.UpdateEntity(true));
+    EXPECT_TRUE(Sha256IsZero(entity.GetDigest().data()));
+}
+
+TEST_F(WatchedFileTest, AnUpgradeReplacesTheDigestAndKeepsTheContents) {
+    folder_.write("one.txt", "contents");
+    ParsedEntity record;
+    record.path = utf8FromUtf16(path());
+    record.exists = 1;
+    record.digest = std::string(32, 'b');
+    record.diffKey = "txt";
+    record.contents = "6f6c640a";
+    std::istringstream stream(StateFileBuilder(5).entity(record).bytes());
+    const auto entity = WatchedEntity::ReadEntityOfVersion(stream, 5);
+    ASSERT_TRUE(entity->UpdateEntity(true));
+    EXPECT_EQ(Sha256ToHex(entity->GetDigest().data()), sha256Of("contents"));
+    EXPECT_EQ(contentsOf(static_cast<WatchedFile&>(*entity)), "old\n");
+    ASSERT_TRUE(entity->UpdateEntity(false));
+    EXPECT_EQ(Sha256ToHex(entity->GetDigest().data()), sha256Of("contents"));
+}
+
+TEST_F(WatchedFileTest, PrepareDiffTakesTheContents) {
+    folder_.write("one.txt", "old\n");
+    WatchedFile file(path(), nullptr, {});
+    EXPECT_TRUE(file.PrepareDiff());
+    EXPECT_EQ(file.GetDiffState(), nullptr) << "no rules, nothing asked";
+
+    FakeDiff module;
+    module.isBinary = true;
+    {
+        const RecordedLog log;
+        EXPECT_TRUE(file.PrepareDiff());
+        EXPECT_EQ(contentsOf(file), "none");
+        EXPECT_TRUE(log.hasDebug(L"Disabling DIFF for binary file " + path()));
+    }
+    module.isBinary = false;
+    EXPECT_TRUE(file.PrepareDiff());
+    EXPECT_EQ(contentsOf(file), "none") << "a file found binary stays without a diff";
+
+    WatchedFile text(path(), nullptr, {});
+    EXPECT_TRUE(text.PrepareDiff());
+    EXPECT_EQ(contentsOf(text), "old\n");
+    EXPECT_EQ(text.GetDiffType(), L"txt");
+    EXPECT_EQ(text.GetMemorySize(), 76u);
+    EXPECT_EQ(contentsOf(WatchedFile(text)), "old\n");
+
+    folder_.write("two.bin", "x");
+    WatchedFile uncovered(folder_.path(L"two.bin"), nullptr, {});
+    EXPECT_TRUE(uncovered.PrepareDiff());
+    EXPECT_EQ(contentsOf(uncovered), "none");
+}
+
+TEST_F(WatchedFileTest, AFileThatIsTooBigWarnsOnce) {
+    const FakeDiff module;
+    const RecordedLog log;
+    folder_.write("one.txt", std::string(100 * 1024, 'x'));  // the limit itself: 100 KiB
+    WatchedFile file(path(), nullptr, {});
+    file.PrepareDiff();
+    file.PrepareDiff();
+    EXPECT_EQ(contentsOf(file), "none");
+    ASSERT_EQ(log.warnings.size(), 1u);
+    EXPECT_EQ(log.warnings[0],
+              L"FWC_0023:  File too big to perform diff (100 Kb > 100 Kb limit): " + path());
+
+    folder_.write("one.txt", std::string(100 * 1024 - 1, 'x'));
+    EXPECT_TRUE(file.InitializeEntity(false));
+    EXPECT_EQ(contentsOf(file).size(), 100u * 1024 - 1);
+    folder_.write("one.txt", std::string(101 * 1024, 'x'));
+    EXPECT_TRUE(file.InitializeEntity(false));
+    EXPECT_EQ(log.warnings.size(), 2u);
+    EXPECT_EQ(file.GetMemorySize(), 72u) << "contents of a file above the limit are not charged";
+}
+
+// The length of saved contents comes from the file and may be anything.
+TEST_F(WatchedFileTest, ContentsLengths) {
+    ParsedEntity record;
+    record.path = "c:\\no such folder\\one.txt";
+    record.diffKey = "txt";
+    const std::string whole = StateFileBuilder(12).entity(record).bytes();
+    const std::string front = whole.substr(0, whole.size() - 4);
+    struct Case {
+        std::int64_t length;
+        std::size_t present;
+        bool throws;
+    };
+    const Case cases[] = {
+        {0, 0, false}, {-1, 0, false},           {-2147483648LL, 8, false}, {3, 3, false},
+        {3, 2, true},  {2147483647, 1000, true}, {600000, 600000, false},   {600000, 599999, true},
+    };
+    for (const Case& c : cases) {
+        StateFileBuilder length(12);
+        length.number(c.length, 4);
+        std::istringstream stream(front + length.bytes() + std::string(c.present, 'z'));
+        if (c.throws) {
+            EXPECT_THROW(WatchedEntity::ReadEntityOfVersion(stream, 12), SerializeException);
+            continue;
+        }
+        const auto entity = WatchedEntity::ReadEntityOfVersion(stream, 12);
+        const std::size_t kept = c.length > 0 ? c.present : 0;
+        EXPECT_EQ(contentsOf(static_cast<WatchedFile&>(*entity)), std::string(kept, 'z'));
+        std::ostringstream out;
+        entity->WriteEntity(out);
+        EXPECT_EQ(out.str().size(), front.size() + 4 + kept);
+    }
+}
+
+TEST_F(WatchedFileTest, EqualityIsLastActionAndSnapshot) {
+    ParsedEntity record;
+    record.path = "c:\\no such folder\\one.txt";
+    record.lastAction = 2;
+    const auto read = [](const ParsedEntity& parsed) {
+        std::istringstream stream(StateFileBuilder(12).entity(parsed).bytes());
+        return WatchedEntity::ReadEntityOfVersion(stream, 12);
+    };
+    const auto first = read(record);
+    const auto equals = [&](const ParsedEntity& other) {
+        return static_cast<WatchedFile&>(*first).Equals(static_cast<WatchedFile&>(*read(other)));
+    };
+    ParsedEntity other = record;
+    other.digest = "ff";
+    EXPECT_TRUE(equals(other));
+    other.lastAction = 3;
+    EXPECT_FALSE(equals(other));
+    other = record;
+    other.accessTime = 1;
+    EXPECT_FALSE(equals(other));
+}
+
+}  // namespace
+}  // namespace lathwind
