@@ -5,9 +5,9 @@
 #include <thread>
 #include <vector>
 
-#include "support/HostDecorator.h"
 #include "support/ScopedOverride.h"
 #include "support/SinkRecorder.h"
+#include "support/SleeplessHost.h"
 #include "utils/Exceptions.h"
 #include "utils/SharedSingleton.h"
 #include "utils/ThreadBody.h"
@@ -35,14 +35,6 @@ public:
     int sets = 0;
 };
 
-class RestlessHost : public testing::HostDecorator {
-public:
-    using HostDecorator::HostDecorator;
-    void sleepMs(std::uint32_t milliseconds) override { slept += milliseconds; }
-    std::uint32_t slept = 0;
-};
-RestlessHost* restlessHost = nullptr;
-
 class ThreadBody : public ::testing::Test {
 protected:
     void run(std::function<void()> work) {
@@ -50,12 +42,7 @@ protected:
         runThreadBody(task, L"Worker", running_);
     }
 
-    RestlessHost host_{platform::host()};
-    platform::Host& (*answer_)() = [this] {
-        restlessHost = &host_;
-        return +[]() -> platform::Host& { return *restlessHost; };
-    }();
-    ScopedOverride<platform::Host& (*)()> hostOverride_{platformFactory.host, answer_};
+    testing::SleeplessHost host_;
     ExitEvent exitEvent_;
     ScopedOverride<Event*> exitOverride_{platformFactory.exitEvent, &exitEvent_};
     SinkRecorder log_;
