@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Shared by the scripts behind ./dev; sourced, never run.
 set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -23,6 +24,7 @@ as_root() {
 }
 
 # Packages by purpose. Nothing here is part of the product.
+# shellcheck disable=SC2034
 packages_build="g++ cmake ninja-build ccache googletest"
 packages_native="$packages_build libbenchmark-dev"
 packages_clang="$packages_build clang llvm libclang-rt-dev"

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Wine for ./dev: sourced after lib.sh.
 #
 # 32-bit programs run on 64-bit Wine alone. What that lacks is the Windows half of the 32-bit
