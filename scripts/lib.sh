@@ -4,6 +4,7 @@ set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # One locale for everybody: messages of compilers in English, file names in UTF-8.
 export LC_ALL=C.UTF-8
+export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
 
 say() { printf '\n=== %s\n' "$*"; }
 warn() { printf '\n!!! %s\n' "$*" >&2; }
