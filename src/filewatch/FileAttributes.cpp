@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "filewatch/SnapshotLines.h"
+#include "filewatch/StateFile.h"
 #include "utils/DateTime.h"
 #include "utils/LittleEndian.h"
 
@@ -15,7 +16,6 @@ namespace {
 // exists, size, and from version 9 on the volume kind: one run of bytes behind the path.
 constexpr std::size_t kShortRun = 1 + 8;
 constexpr std::size_t kFullRun = kShortRun + 4;
-constexpr std::uint16_t kFirstVersionWithVolumeKind = 9;
 
 }  // namespace
 
@@ -31,11 +31,11 @@ void FileAttributes::WriteObject(std::ostream& stream) {
 }
 
 void FileAttributes::ReadObject(std::istream& stream) {
-    FileAttributes::ReadObjectOfVersion(stream, kFirstVersionWithVolumeKind);
+    FileAttributes::ReadObjectOfVersion(stream, FileWatchVersion);
 }
 
 void FileAttributes::ReadObjectOfVersion(std::istream& stream, std::uint16_t version) {
-    const bool hasVolumeKind = version >= kFirstVersionWithVolumeKind;
+    const bool hasVolumeKind = stateVersion::hasVolumeKind(version);
     ReadTString(stream, path_);
     std::array<std::byte, kFullRun> run{};
     Read(stream, run.data(), hasVolumeKind ? kFullRun : kShortRun);

@@ -26,11 +26,26 @@ constexpr bool hasCustomLists(std::uint16_t version) {
 constexpr bool hasServiceLogList(std::uint16_t version) {
     return version > 4;
 }
+constexpr bool hasOwners(std::uint16_t version) {
+    return version > 5;
+}
 constexpr bool hasMountStates(std::uint16_t version) {
     return version > 6;
 }
+constexpr bool hasStreams(std::uint16_t version) {  // and extended attributes
+    return version > 7;
+}
 constexpr bool hasSha256(std::uint16_t version) {
     return version > 8;
+}
+constexpr bool hasVolumeKind(std::uint16_t version) {
+    return version > 8;
+}
+constexpr bool hasAcl(std::uint16_t version) {
+    return version > 8;
+}
+constexpr bool hasAclPieces(std::uint16_t version) {
+    return version > 9;
 }
 constexpr bool hasRecursionLevel(std::uint16_t version) {
     return version > 10;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "filewatch/SnapshotLines.h"
+#include "filewatch/StateFile.h"
 #include "filewatch/windows/WinFileAttributes.h"
 #include "utils/LittleEndian.h"
 
@@ -14,14 +15,11 @@ namespace lathwind {
 
 namespace {
 
-constexpr std::uint16_t kFirstVersionWithOwner = 6;
-constexpr std::uint16_t kFirstVersionWithMaps = 8;
-constexpr std::uint16_t kFirstVersionWithAcl = 9;
-constexpr std::uint16_t kFirstVersionWithAclList = 10;
-
-// The head of a state file: what a record without a version goes by.
-constexpr std::uint16_t kCompleteSignature = 0xABCE;
-constexpr std::uint16_t kLogsOnlySignature = 0xABCF;  // saved during a configuration run
+// What a record outside a state file looks like: that of the last version without maps.
+constexpr std::uint16_t kLooseRecordVersion = 6;
+static_assert(stateVersion::hasOwners(kLooseRecordVersion) &&
+              !stateVersion::hasStreams(kLooseRecordVersion) &&
+              !stateVersion::hasAcl(kLooseRecordVersion));
 
 struct StreamHead {
     std::uint16_t signature = 0;
@@ -138,12 +136,8 @@ void WinFileAttributes::ReadObject(std::istream& stream) {
     FileAttributes::ReadObject(stream);
     ReadFixedFields(stream);
     const StreamHead head = readHead(stream);
-    if (head.signature == kCompleteSignature || head.signature == kLogsOnlySignature) {
-        ReadVersionedFields(stream, head.version);
-    } else {
-        // Not the state file: the record has the shape that was the newest before there were maps.
-        ReadVersionedFields(stream, kFirstVersionWithOwner);
-    }
+    ReadVersionedFields(stream,
+                        isCompleteSignature(head.signature) ? head.version : kLooseRecordVersion);
     checkRead(stream, __LINE__);
 }
 
@@ -165,7 +159,7 @@ void WinFileAttributes::ReadFixedFields(std::istream& stream) {
 }
 
 void WinFileAttributes::ReadVersionedFields(std::istream& stream, std::uint16_t version) {
-    if (version >= kFirstVersionWithOwner) {
+    if (stateVersion::hasOwners(version)) {
         ReadTString(stream, owner_);
         ReadTString(stream, primaryGroup_);
     } else {
@@ -174,13 +168,13 @@ void WinFileAttributes::ReadVersionedFields(std::istream& stream, std::uint16_t 
     }
     extendedAttributes_.clear();
     alternateStreams_.clear();
-    if (version >= kFirstVersionWithMaps) {
+    if (stateVersion::hasStreams(version)) {
         ReadMaps(stream);
     }
     acl_.clear();
-    if (version >= kFirstVersionWithAclList) {
+    if (stateVersion::hasAclPieces(version)) {
         ReadJoinedAcl(stream);
-    } else if (version >= kFirstVersionWithAcl) {
+    } else if (stateVersion::hasAcl(version)) {
         ReadTString(stream, acl_);
     }
 }

@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include "filewatch/windows/WinMountManager.h"
+#include "support/DebugLines.h"
+#include "support/FakeVolumes.h"
+#include "support/ScopedOverride.h"
+
+namespace lathwind {
+namespace {
+
+using platform::DriveType;
+using testing::FakeVolume;
+
+testing::FakeVolumes* fake = nullptr;
+
+class WinMountManagerTest : public ::testing::Test {
+protected:
+    WinMountManagerTest() { fake = &volumes; }
+    ~WinMountManagerTest() override { fake = nullptr; }
+
+    std::vector<std::wstring> points(const WinMountManager& manager) {
+        std::vector<std::wstring> names;
+        for (const auto& mount : manager.GetMounts()) {
+            names.push_back(mount->GetMountPoint());
+        }
+        return names;
+    }
+
+    testing::FakeVolumes volumes;
+    testing::ScopedOverride<platform::Volumes& (*)()> override_{
+        platformFactory.volumes, +[]() -> platform::Volumes& { return *fake; }};
+};
+
+TEST_F(WinMountManagerTest, FollowsTheVolumesPresent) {
+    volumes.roots = {L"D:\\", L"C:\\"};
+    volumes.volumes[L"c:\\"].facts.flags = 0x80;
+    volumes.volumes[L"c:\\"].mountPoints = {L"Data\\Vol\\"};
+    volumes.volumes[L"d:\\"].mountPoints = {L"hidden\\"};  // the file system has no such points
+    WinMountManager manager;
+    manager.RefreshMounts();
+    EXPECT_EQ(points(manager), (std::vector<std::wstring>{L"c:\\", L"c:\\data\\vol\\", L"d:\\"}));
+    EXPECT_EQ(manager.GetMounts()[1]->GetMountPath(), L"c:\\data\\vol\\");
+
+    const MountInfo* kept = manager.GetMounts()[2].get();
+    volumes.roots = {L"D:\\", L"E:\\"};
+    manager.RefreshMounts();
+    EXPECT_EQ(points(manager), (std::vector<std::wstring>{L"d:\\", L"e:\\"}));
+    EXPECT_EQ(manager.GetMounts()[0].get(), kept);  // a mount that stays is the same object
+
+    volumes.drivesCode = platform::error::GenFailure;
+    volumes.roots = {};
+    manager.RefreshMounts();
+    EXPECT_EQ(points(manager).size(), 2u);  // an unanswered question unmounts nothing
+}
+
+TEST_F(WinMountManagerTest, RefreshTable) {
+    struct Row {
+        const char* what;
+        platform::ErrorCode code;
+        bool readyBefore;
+        bool readyAfter;
+    } rows[] = {
+        {"read", platform::error::Success, false, true},
+        {"no medium", platform::error::NotReady, true, false},
+        {"denied", platform::error::AccessDenied, true, true},
+        {"denied at first", platform::error::AccessDenied, false, false},
+    };
+    for (const Row& row : rows) {
+        volumes.volumes[L"d:\\"].code = row.code;
+        WinMountInfo mount(L"d:\\", L"d:\\", MountType::Unknown,
+                           row.readyBefore ? 1u << MountInfo::kMediaReady : 0u, true);
+        mount.Refresh();
+        EXPECT_EQ(mount.IsMediaReady(), row.readyAfter) << row.what;
+        EXPECT_EQ(mount.GetMountType(), MountType::Fixed) << row.what;
+        EXPECT_EQ(mount.GetVolumeName(), L"d:\\") << row.what;
+    }
+}
+
+TEST_F(WinMountManagerTest, TypesAndVolumeFacts) {
+    struct Row {
+        DriveType type;
+        const wchar_t* name;
+    } rows[] = {
+        {DriveType::Unknown, L"TYPE_UNKNOWN"},           {DriveType::NoRoot, L"TYPE_NO_ROOT"},
+        {DriveType::Removable, L"TYPE_REMOVALBE_DRIVE"}, {DriveType::Fixed, L"TYPE_FIXED_DRIVE"},
+        {DriveType::Remote, L"TYPE_NETWORK_DRIVE"},      {DriveType::CdRom, L"TYPE_CD_DVD_DRIVE"},
+        {DriveType::RamDisk, L"TYPE_RAM_DRIVE"},
+    };
+    FakeVolume& volume = volumes.volumes[L"z:\\"];
+    volume.facts = {L"label", L"FAT32", 77, 0x8010};
+    volume.universalName = L"\\\\server\\share\\";
+    for (const Row& row : rows) {
+        volume.type = row.type;
+        WinMountInfo mount(L"z:\\", L"z:\\", MountType::Unknown, 0, true);
+        mount.Refresh();
+        EXPECT_STREQ(mountTypeName(mount.GetMountType()), row.name);
+        EXPECT_EQ(mount.GetMountPath(),
+                  row.type == DriveType::Remote ? L"\\\\server\\share\\" : L"z:\\");
+    }
+    WinMountInfo mount(L"z:\\", L"z:\\", MountType::Unknown, 0, true);
+    for (const auto& [flags, bit] : std::map<std::uint32_t, std::size_t>{
+             {0x8000, 3}, {0x10, 4}, {0x40000, 5}, {8, 6}, {0x20000, 7}, {0x80, 8}, {0x20, 10}}) {
+        volume.facts.flags = flags;
+        mount.Refresh();  // what another volume had is cleared
+        for (std::size_t i = 0; i < MountInfo::kFlagCount; ++i) {
+            EXPECT_EQ(mount.HasFlag(i), i == bit || i == MountInfo::kMediaReady) << flags << i;
+        }
+    }
+    EXPECT_EQ(mount.GetVolumeLabel(), L"label");
+    EXPECT_EQ(mount.GetSerialNumber(), 77u);
+}
+
+TEST_F(WinMountManagerTest, FloppiesAreLeftAlone) {
+    volumes.roots = {L"A:\\"};
+    FakeVolume& floppy = volumes.volumes[L"a:\\"];
+    floppy.device = L"\\Device\\Floppy0";
+    floppy.type = DriveType::Removable;
+    testing::DebugLines lines;
+    WinMountManager manager(true);
+    manager.RefreshMounts();
+    manager.RefreshMounts();
+    EXPECT_EQ(floppy.touches, 0);
+    EXPECT_FALSE(manager.GetMounts()[0]->IsMediaReady());
+    EXPECT_EQ(manager.GetMounts()[0]->GetMountType(), MountType::Removable);
+    EXPECT_EQ(lines.take(),
+              std::vector<std::wstring>{L"Polling for mount/changes disabled for a:\\"});
+
+    WinMountManager eager(false);
+    eager.RefreshMounts();
+    EXPECT_GT(floppy.touches, 0);
+    EXPECT_TRUE(eager.GetMounts()[0]->IsMediaReady());
+}
+
+TEST_F(WinMountManagerTest, VolumeQuestions) {
+    volumes.roots = {L"c:\\", L"d:\\"};
+    volumes.volumes[L"c:\\"].facts.fileSystem = L"FAT32";
+    volumes.volumes[L"d:\\"].facts.fileSystem = L"FA";
+    WinMountManager manager;
+    manager.RefreshMounts();
+    EXPECT_TRUE(manager.IsFatVolume(L"c:\\x"));
+    EXPECT_FALSE(manager.IsFatVolume(L"d:\\x"));
+    EXPECT_FALSE(manager.IsFatVolume(L"e:\\x"));
+    EXPECT_TRUE(manager.HasVolumeInfo(L"c:\\x"));
+    volumes.volumes[L"c:\\"].code = platform::error::NotReady;
+    EXPECT_FALSE(manager.HasVolumeInfo(L"c:\\x"));
+    EXPECT_FALSE(manager.HasVolumeInfo(L"q:\\x"));
+}
+
+}  // namespace
+}  // namespace lathwind
