@@ -7,6 +7,7 @@
 
 #include "utils/FileIO.h"
 #include "utils/Md5.h"
+#include "utils/ProgressListener.h"
 #include "utils/Sha256.h"
 
 namespace lathwind {
@@ -15,6 +16,7 @@ namespace {
 static_assert(Sha256::kDigestBytes == kSha256Bytes && Md5::kDigestBytes == kMd5Bytes);
 
 constexpr std::size_t kBlockBytes = 4096;
+constexpr std::uint64_t kReportBytes = 1024 * 1024;
 constexpr std::wstring_view kHexDigits = L"0123456789abcdef";
 
 // One loop for both algorithms: from where the stream stands to its end or to the limit.
@@ -30,6 +32,7 @@ bool hashStream(std::FILE* stream, std::uint8_t* digest, std::uint64_t limit) {
     Hash hash;
     std::array<std::uint8_t, kBlockBytes> block;
     std::uint64_t done = 0;
+    std::uint64_t reported = 0;
     while (std::feof(stream) == 0) {
         const std::size_t chunk =
             limit == 0
@@ -41,6 +44,10 @@ bool hashStream(std::FILE* stream, std::uint8_t* digest, std::uint64_t limit) {
         }
         hash.update(block.data(), got);
         done += got;
+        if (done - reported >= kReportBytes) {
+            reportBytes(done - reported);
+            reported = done;
+        }
         if (limit != 0 && done == limit) {
             break;
         }

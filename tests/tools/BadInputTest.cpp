@@ -71,14 +71,12 @@ TEST_P(BadInput, AChangedByteIsReadOrRefused) {
     const std::string whole = installation.state();
     std::size_t refused = 0;
     for (std::size_t at = 0; at < whole.size(); at += kStride) {
-        for (const char mask : {'\x01', '\x80', '\xFF'}) {
-            std::string damaged = whole;
-            damaged[at] = static_cast<char>(damaged[at] ^ mask);
-            bool accepted = false;
-            readKeys(damaged, accepted);
-            EXPECT_EQ(isViewed(damaged), accepted) << at;
-            refused += accepted ? 0 : 1;
-        }
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ std::string_view("\x01\x80\xFF")[at % 3]);
+        bool accepted = false;
+        readKeys(damaged, accepted);
+        EXPECT_EQ(isViewed(damaged), accepted) << at;
+        refused += accepted ? 0 : 1;
     }
     EXPECT_GT(refused, 0u);
 }

@@ -45,7 +45,7 @@ TEST(Lathwind, InitialisesAFileWithTheServiceLogAlone) {
     const ParsedEntity& log = file.entities[0];
     EXPECT_EQ(log.path, utf8FromUtf16(toLower(installation.serviceLog())));
     EXPECT_EQ(log.offset, 25);
-    EXPECT_EQ(log.size, 0);
+    EXPECT_EQ(log.size, 25);
     EXPECT_EQ(log.delimiter, "\n");
     EXPECT_EQ(log.includeDelimiter, 1);
     EXPECT_EQ(log.encoding, "UTF-8");
@@ -205,16 +205,20 @@ TEST(Lathwind, WorksWithoutALog) {
 
 TEST(Lathwind, ShowsProgressOnATerminalOnly) {
     const Installation installation(9);
-    std::string big(6 << 20, 'x');
-    installation.root.write("IDS/Data/Big.log", big);
-    const Installation quiet(9);
-    EXPECT_EQ(quiet.run({L"-c"}).error, "");
-    installation.root.write("rvmklog/QVRIPSService.log", big);
+    installation.root.write("rvmklog/QVRIPSService.log", std::string(6 << 20, 'x'));
+    const std::string state = installation.state();
+    EXPECT_EQ(installation.run({L"-c"}).error, "");
+    installation.writeState(state);
     const ToolRun run = installation.run({L"-c"}, 1000);
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_NE(run.error.find("\rWriting entities: "), std::string::npos) << run.error;
-    EXPECT_EQ(run.error.back(), '\r');
     EXPECT_EQ(run.output, " Writing a zero into the file\n Writing some state\n");
+    EXPECT_NE(run.error.find("\rWriting entities: 9 of 10, 2 MiB of the next file read"),
+              std::string::npos)
+        << run.error;
+    EXPECT_EQ(run.error.back(), '\r');
+    // In less than two seconds nothing is shown.
+    installation.writeState(state);
+    EXPECT_EQ(installation.run({L"-c"}, 1).error, "");
 }
 
 }  // namespace
