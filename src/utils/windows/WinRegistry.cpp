@@ -41,15 +41,17 @@ ErrorCode readData(std::size_t limit, std::vector<std::byte>& data, Read read) {
     }
 }
 
-ErrorCode enumerateValue(HKEY key, DWORD index, RegistryValue& value) {
+// `room` takes the name while it is read, so that a value keeps no more than its own.
+ErrorCode enumerateValue(HKEY key, DWORD index, std::wstring& room, RegistryValue& value) {
     return readData(0, value.data, [&](BYTE* data, DWORD& size) {
-        value.name.resize(kLongestValueName);
-        DWORD length = kLongestValueName + 1;
+        auto length = static_cast<DWORD>(room.size());
         DWORD type = 0;
         const LSTATUS status =
-            ::RegEnumValueW(key, index, value.name.data(), &length, nullptr, &type, data, &size);
-        value.name.resize(status == ERROR_SUCCESS ? length : 0);
-        value.type = type;
+            ::RegEnumValueW(key, index, room.data(), &length, nullptr, &type, data, &size);
+        if (status == ERROR_SUCCESS) {
+            value.name.assign(room, 0, length);
+            value.type = type;
+        }
         return resultOfStatus(status);
     });
 }
@@ -92,9 +94,10 @@ public:
                               std::vector<RegistryValue>& values) override {
         UniqueKey handle;
         ErrorCode code = openKey(hive, key, access, handle);
+        std::wstring room(kLongestValueName + 1, L'\0');
         for (DWORD index = 0; code == ERROR_SUCCESS; ++index) {
             RegistryValue value;
-            code = enumerateValue(handle.get(), index, value);
+            code = enumerateValue(handle.get(), index, room, value);
             if (code == ERROR_SUCCESS) {
                 values.push_back(std::move(value));
             }
