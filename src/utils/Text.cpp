@@ -220,9 +220,12 @@ std::wstring utf16FromUtf8(std::string_view bytes) {
 }
 
 std::string utf8FromUtf16(std::wstring_view text) {
-    std::string bytes;
-    bytes.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    // Nearly all text is ASCII: that much of it is copied in one go.
+    const auto rest = std::find_if(text.begin(), text.end(), [](wchar_t unit) {
+        return (static_cast<std::uint32_t>(unit) & 0xFF80) != 0;
+    });
+    std::string bytes(text.begin(), rest);
+    for (auto i = static_cast<std::size_t>(rest - text.begin()); i < text.size(); ++i) {
         std::uint32_t point = static_cast<std::uint32_t>(text[i]) & 0xFFFF;
         if (isHighSurrogate(point) && i + 1 < text.size() &&
             isLowSurrogate(static_cast<std::uint32_t>(text[i + 1]) & 0xFFFF)) {
