@@ -15,7 +15,9 @@ namespace {
 
 static_assert(Sha256::kDigestBytes == kSha256Bytes && Md5::kDigestBytes == kMd5Bytes);
 
-constexpr std::size_t kBlockBytes = 4096;
+// Four pages on the stack. With blocks of one page the calls into the system cost SHA-256 a tenth
+// of its time (0.97 of openssl's speed on a warm file, against 1.05 with four); more gains little.
+constexpr std::size_t kBlockBytes = 16 * 1024;
 constexpr std::uint64_t kReportBytes = 1024 * 1024;
 constexpr std::wstring_view kHexDigits = L"0123456789abcdef";
 

@@ -132,10 +132,10 @@ TEST(Digests, PiecesMakeNoDifference) {
 
 TEST(Digests, FilesUpToTheLimit) {
     const TempDir folder;
-    const std::string text = message(10000);
+    const std::string text = message(40000);
     folder.write("file", text);
     for (const std::uint64_t limit :
-         {0ull, 1ull, 4095ull, 4096ull, 4097ull, 9999ull, 10000ull, 10001ull, 1ull << 40}) {
+         {0ull, 1ull, 4096ull, 16383ull, 16384ull, 16385ull, 39999ull, 40000ull, 1ull << 40}) {
         const std::string_view part = std::string_view(text).substr(
             0, limit == 0 ? text.size()
                           : static_cast<std::size_t>(std::min<std::uint64_t>(limit, text.size())));
