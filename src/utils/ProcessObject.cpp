@@ -15,8 +15,10 @@ constexpr int kTooManyProcessesRow = 247;
 
 // Is `user` the owner's account name, with or without its domain?
 bool isOwner(const platform::ProcessFacts& facts, std::wstring_view user) {
-    return equalsNoCase(facts.ownerName, user) ||
-           equalsNoCase(facts.ownerDomain + L'\\' + facts.ownerName, user);
+    // An owner that is unknown is nobody.
+    return !facts.ownerName.empty() &&
+           (equalsNoCase(facts.ownerName, user) ||
+            equalsNoCase(facts.ownerDomain + L'\\' + facts.ownerName, user));
 }
 
 std::vector<std::uint32_t> processesOf(std::wstring_view user) {
