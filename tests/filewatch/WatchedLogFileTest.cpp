@@ -142,7 +142,10 @@ TEST_F(WatchedLogFileTest, TheFirstVersionDigestsTheWholeStoredSize) {
         const auto entity = read(stored, 1);
         EXPECT_EQ(static_cast<WatchedLogFile&>(*entity).GetOffset(), c.result) << c.file;
         EXPECT_EQ(Sha256IsZero(entity->GetDigest().data()), c.cleared);
-        EXPECT_TRUE(lines.debugLines.empty());
+        // It says nothing of it. (The snapshot may: Wine has no backup streams.)
+        for (const std::wstring& line : lines.debugLines) {
+            EXPECT_FALSE(line.starts_with(L"Resetting"));
+        }
     }
 }
 
