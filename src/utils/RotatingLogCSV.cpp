@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "utils/AgentInfo.h"
 #include "utils/CsvField.h"
 #include "utils/DateTime.h"
 #include "utils/Logging.h"
@@ -17,9 +18,15 @@ constexpr std::int64_t kWaitMarginSeconds = 2;
 
 std::atomic<HostIdentityProvider> identityProvider{nullptr};
 
+HostIdentity identityFromSettings() {
+    const AgentInfoRef settings;
+    return {settings->hostName(), settings->ipAddress(), settings->logonDomain(),
+            std::wstring(settings->osName()), settings->agentId()};
+}
+
 HostIdentity hostIdentity() {
     const HostIdentityProvider provider = identityProvider.load();
-    return provider == nullptr ? HostIdentity() : provider();
+    return provider == nullptr ? identityFromSettings() : provider();
 }
 
 }  // namespace

@@ -19,8 +19,8 @@ struct HostIdentity {
     std::wstring agentId;  // may be empty
 };
 
-// Where marker lines get it from. Set once at the program's start, before the first log is
-// opened; without a provider all of it is empty.
+// Puts something in the place of the settings (utils/AgentInfo.h), which marker lines are made
+// from; null puts the settings back.
 using HostIdentityProvider = HostIdentity (*)();
 void setHostIdentityProvider(HostIdentityProvider provider) noexcept;
 
