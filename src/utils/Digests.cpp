@@ -41,7 +41,8 @@ bool hashStream(std::FILE* stream, std::uint8_t* digest, std::uint64_t limit) {
                 ? block.size()
                 : static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), limit - done));
         const std::size_t got = std::fread(block.data(), 1, chunk, stream);
-        if (std::ferror(stream) != 0) {
+        // A run-time may refuse to read a stream that is open for writing without marking it.
+        if (std::ferror(stream) != 0 || (got == 0 && std::feof(stream) == 0)) {
             return false;
         }
         hash.update(block.data(), got);
