@@ -38,7 +38,9 @@ TEST(ErrorLogWriterThreads, KeepsEveryRecord) {
     for (int thread = 0; thread < kThreads; ++thread) {
         std::size_t at = 0;
         for (int i = 0; i < kRecords && at != std::string::npos; ++i) {
-            at = text.find("\n" + std::to_string(thread) + ":" + std::to_string(i), at);
+            std::string line = "\n";
+            line.append(std::to_string(thread)).append(":").append(std::to_string(i));
+            at = text.find(line, at);
         }
         EXPECT_NE(at, std::string::npos) << thread;
     }
