@@ -88,7 +88,7 @@ FolderCache::Stamp FolderCache::stampOf(const struct stat& facts) {
 int FolderCache::find(const std::string& folder, std::string_view name, std::string& found) {
     struct stat facts {};
     if (::stat(folder.c_str(), &facts) != 0) {
-        return errno;
+        return errno == ENOENT ? ENOTDIR : errno;  // a dangling link
     }
     if (!S_ISDIR(facts.st_mode)) {
         return ENOTDIR;

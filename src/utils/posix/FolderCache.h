@@ -49,7 +49,7 @@ public:
     explicit FolderCache(Clock clock = nullptr);
 
     // Finds `name` in a folder without regard to case and puts the name on disk into `found`.
-    // 0, or an errno: ENOENT without such a name, ENOTDIR where `folder` is no folder.
+    // 0, or an errno: ENOENT without such a name, ENOTDIR where there is no such folder.
     int find(const std::string& folder, std::string_view name, std::string& found);
 
     struct Counters {
