@@ -204,7 +204,8 @@ TEST_F(RotatingLogFiles, NoticesThatItsFileIsGone) {
     std::error_code held;
     std::filesystem::remove(folder_.native("x.log"), held);
     if (held) {
-        GTEST_SKIP() << "this system keeps a file while it is open";
+        EXPECT_TRUE(log.write(L"two\n"));  // Windows keeps a file while it is open
+        return;
     }
     EXPECT_FALSE(log.write(L"two\n"));
     EXPECT_FALSE(log.isOpen());
