@@ -7,9 +7,9 @@
 
 #include "filewatch/WatchedEntity.h"
 #include "filewatch/windows/WinMountManager.h"
-#include "tests/support/FakeFiles.h"
-#include "tests/support/HostDecorator.h"
-#include "tests/support/ServiceOverride.h"
+#include "support/FakeFiles.h"
+#include "support/HostDecorator.h"
+#include "support/ServiceOverride.h"
 #include "tools/StateFileTool.h"
 
 namespace {
