@@ -6,7 +6,7 @@
 #include <string>
 
 #include "filewatch/windows/BackupStreamDecoder.h"
-#include "tests/support/FakeBackup.h"
+#include "support/FakeBackup.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto bytes = std::as_bytes(std::span(data, size));
