@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "support/StateFileParser.h"
@@ -23,7 +24,8 @@ std::string handOver(std::wstring_view path, std::uint32_t offset) {
 }
 
 std::string withBytes(std::string state, std::size_t offset, std::string_view bytes) {
-    return state.replace(offset, bytes.size(), bytes);
+    std::copy(bytes.begin(), bytes.end(), state.begin() + static_cast<std::ptrdiff_t>(offset));
+    return state;
 }
 
 TEST(Lathwind, InitialisesAFileWithTheServiceLogAlone) {
