@@ -4,15 +4,15 @@
 
 #include "actions/EventFilePaths.h"
 #include "filewatch/LogFileProperties.h"
-#include "support/RecordedLog.h"
+#include "support/LogCapture.h"
 #include "support/StateFileBuilder.h"
 #include "utils/IniFile.h"
 
 namespace lathwind {
 namespace {
 
+using lathwind::testing::LogCapture;
 using lathwind::testing::ParsedEntity;
-using lathwind::testing::RecordedLog;
 using lathwind::testing::StateFileBuilder;
 
 LogFileProperties readEntry(const std::wstring& entry) {
@@ -59,7 +59,7 @@ TEST(LogFileProperties, NumbersAreCorrected) {
         {L"-1", 2, -1, false}, {L"-2", 2, -1, false}, {L"256", 0, -1, false},
     };
     for (const Case& c : cases) {
-        const RecordedLog log;
+        const LogCapture log;
         const LogFileProperties read =
             readEntry(L"FileName=A.log\nInjectEvent=" + c.value + L"\nSourceType=" + c.value +
                       L"\nIncludeDelimiter=" + c.value);
@@ -97,14 +97,15 @@ TEST(LogFileProperties, PatternsWarnOfUnknownMacros) {
         {L"S1={nope}", L"", 0},
     };
     for (const Case& c : cases) {
-        const RecordedLog log;
+        const LogCapture log;
         EXPECT_EQ(readEntry(c.entry).GetParseString(), c.pattern);
-        ASSERT_EQ(log.warnings.size(), c.warnings);
+        ASSERT_EQ(log.messages.size(), c.warnings);
     }
-    const RecordedLog log;
+    const LogCapture log;
     readEntry(L"StringsToParse=1\nS1={nope}");
-    ASSERT_EQ(log.warnings.size(), 1u);
-    EXPECT_EQ(log.warnings[0], L"FWC_0026: Invalid macro(s) specified in parse string: nope");
+    ASSERT_EQ(log.messages.size(), 1u);
+    EXPECT_EQ(log.messages[0].severity, Severity::Warning);
+    EXPECT_EQ(log.messages[0].text, L"FWC_0026: Invalid macro(s) specified in parse string: nope");
 }
 
 TEST(LogFileProperties, VirtualNamesTakeTheirRuntimeForm) {

@@ -3,13 +3,13 @@
 
 #include "filewatch/MountManager.h"
 #include "support/Bytes.h"
-#include "support/DebugLines.h"
+#include "support/LogCapture.h"
 
 namespace lathwind {
 namespace {
 
 using testing::Bytes;
-using testing::DebugLines;
+using testing::LogCapture;
 using Action = MountManager::PendingAction;
 
 class TestMount : public MountInfo {
@@ -218,9 +218,9 @@ TEST(MountManager, ShowInfoLines) {
     TestManager manager;
     manager.mount(L"d:\\");
     read(manager, Bytes().u32(1).u32(10).u32(1).string(L"c:\\").str());
-    DebugLines lines;
+    LogCapture lines;
     manager.ShowInfo();
-    EXPECT_EQ(lines.take(),
+    EXPECT_EQ(lines.takeDebug(),
               (std::vector<std::wstring>{
                   L"-------------- MountManager::ShowInfo called --------------",
                   L"\nCurrent Mount information...",

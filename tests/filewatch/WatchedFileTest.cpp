@@ -6,7 +6,7 @@
 #include "filewatch/WatchedFile.h"
 #include "plugins/DiffModule.h"
 #include "plugins/FileDiffState.h"
-#include "support/RecordedLog.h"
+#include "support/LogCapture.h"
 #include "support/StateFileBuilder.h"
 #include "support/TempDir.h"
 #include "utils/Digests.h"
@@ -15,8 +15,8 @@
 namespace lathwind {
 namespace {
 
+using lathwind::testing::LogCapture;
 using lathwind::testing::ParsedEntity;
-using lathwind::testing::RecordedLog;
 using lathwind::testing::StateFileBuilder;
 using lathwind::testing::TempDir;
 
@@ -124,7 +124,7 @@ TEST_F(WatchedFileTest, PrepareDiffTakesTheContents) {
     FakeDiff module;
     module.isBinary = true;
     {
-        const RecordedLog log;
+        const LogCapture log;
         EXPECT_TRUE(file.PrepareDiff());
         EXPECT_EQ(contentsOf(file), "none");
         EXPECT_TRUE(log.hasDebug(L"Disabling DIFF for binary file " + path()));
@@ -148,14 +148,15 @@ TEST_F(WatchedFileTest, PrepareDiffTakesTheContents) {
 
 TEST_F(WatchedFileTest, AFileThatIsTooBigWarnsOnce) {
     const FakeDiff module;
-    const RecordedLog log;
+    const LogCapture log;
     folder_.write("one.txt", std::string(100 * 1024, 'x'));  // the limit itself: 100 KiB
     WatchedFile file(path(), nullptr, {});
     file.PrepareDiff();
     file.PrepareDiff();
     EXPECT_EQ(contentsOf(file), "none");
-    ASSERT_EQ(log.warnings.size(), 1u);
-    EXPECT_EQ(log.warnings[0],
+    ASSERT_EQ(log.messages.size(), 1u);
+    EXPECT_EQ(log.messages[0].severity, Severity::Warning);
+    EXPECT_EQ(log.messages[0].text,
               L"FWC_0023:  File too big to perform diff (100 Kb > 100 Kb limit): " + path());
 
     folder_.write("one.txt", std::string(100 * 1024 - 1, 'x'));
@@ -163,7 +164,7 @@ TEST_F(WatchedFileTest, AFileThatIsTooBigWarnsOnce) {
     EXPECT_EQ(contentsOf(file).size(), 100u * 1024 - 1);
     folder_.write("one.txt", std::string(101 * 1024, 'x'));
     EXPECT_TRUE(file.InitializeEntity(false));
-    EXPECT_EQ(log.warnings.size(), 2u);
+    EXPECT_EQ(log.messages.size(), 2u);
     EXPECT_EQ(file.GetMemorySize(), 72u) << "contents of a file above the limit are not charged";
 }
 

@@ -5,7 +5,7 @@
 #include "actions/EventFilePaths.h"
 #include "filewatch/FileAttributes.h"
 #include "filewatch/WatchedLogFile.h"
-#include "support/RecordedLog.h"
+#include "support/LogCapture.h"
 #include "support/StateFileBuilder.h"
 #include "support/TempDir.h"
 #include "utils/Digests.h"
@@ -14,8 +14,8 @@
 namespace lathwind {
 namespace {
 
+using lathwind::testing::LogCapture;
 using lathwind::testing::ParsedEntity;
-using lathwind::testing::RecordedLog;
 using lathwind::testing::StateFileBuilder;
 using lathwind::testing::TempDir;
 
@@ -106,7 +106,7 @@ TEST_F(WatchedLogFileTest, ReadingComparesTheConsumedPart) {
             if (c.file != nullptr) {
                 folder_.write("app.log", c.file);
             }
-            const RecordedLog lines;
+            const LogCapture lines;
             const auto entity = read(record(c.offset, digestOf(c.digested, version)), version);
             const auto& log = static_cast<const WatchedLogFile&>(*entity);
             const std::wstring offset = std::to_wstring(c.offset);
@@ -138,7 +138,7 @@ TEST_F(WatchedLogFileTest, TheFirstVersionDigestsTheWholeStoredSize) {
         folder_.write("app.log", c.file);
         ParsedEntity stored = record(5, md5Of("first\r\n"));
         stored.size = c.storedSize;
-        const RecordedLog lines;
+        const LogCapture lines;
         const auto entity = read(stored, 1);
         EXPECT_EQ(static_cast<WatchedLogFile&>(*entity).GetOffset(), c.result) << c.file;
         EXPECT_EQ(Sha256IsZero(entity->GetDigest().data()), c.cleared);
@@ -151,7 +151,7 @@ TEST_F(WatchedLogFileTest, TheFirstVersionDigestsTheWholeStoredSize) {
 
 TEST_F(WatchedLogFileTest, WritingDigestsTheConsumedPart) {
     folder_.write("app.log", "first\r\nsecond\r\n");
-    const RecordedLog lines;
+    const LogCapture lines;
     WatchedLogFile log(path(), nullptr, L"name");
     struct Case {
         std::uint32_t offset;
@@ -193,7 +193,7 @@ TEST_F(WatchedLogFileTest, AMarkBeatsTheEncodingOfTheEntry) {
         {"plain", L"ANSI"}, {"\xEF\xBB\xBFtext", L"UTF-8"}, {"\xFF\xFE", L"UTF-16"}};
     for (const auto& [contents, encoding] : cases) {
         folder_.write("app.log", contents);
-        const RecordedLog lines;
+        const LogCapture lines;
         const WatchedLogFile log(path(), &properties, {});
         EXPECT_EQ(log.GetEncoding(), encoding);
         EXPECT_TRUE(lines.hasDebug(L"Reading Log " + path() + L" as " + std::wstring(encoding)));
@@ -204,7 +204,7 @@ TEST_F(WatchedLogFileTest, AMarkBeatsTheEncodingOfTheEntry) {
 
 TEST_F(WatchedLogFileTest, StartsAtTheEndOrAtTheStart) {
     folder_.write("app.log", "0123456789");
-    const RecordedLog lines;
+    const LogCapture lines;
     WatchedLogFile log(path(), nullptr, {});
     EXPECT_TRUE(log.InitializeEntity(false));
     EXPECT_EQ(log.GetOffset(), 10u);

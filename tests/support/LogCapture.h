@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "utils/LogSink.h"
@@ -29,6 +31,12 @@ public:
     void messageOutput(Severity severity, std::wstring_view text) override {
         messages.push_back({severity, std::wstring(text)});
     }
+
+    bool hasDebug(std::wstring_view text) const {
+        return std::find(debugLines.begin(), debugLines.end(), text) != debugLines.end();
+    }
+    // The debug lines since the last call.
+    std::vector<std::wstring> takeDebug() { return std::exchange(debugLines, {}); }
 
     std::vector<std::wstring> debugLines;
     std::vector<Message> messages;

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/LogCapture.h"
 #include "support/ScopedOverride.h"
-#include "support/SinkRecorder.h"
 #include "support/SleeplessHost.h"
 #include "support/TempDir.h"
 #include "utils/CsvField.h"
@@ -17,8 +17,8 @@
 namespace lathwind {
 namespace {
 
+using testing::LogCapture;
 using testing::ScopedOverride;
-using testing::SinkRecorder;
 using testing::TempDir;
 
 // What the log did with the one thread and the one event that it may have at a time.
@@ -84,7 +84,7 @@ protected:
 
     TempDir folder_;
     Script script_;
-    SinkRecorder sink_;
+    LogCapture sink_;
     testing::SleeplessHost host_;
     ScopedOverride<std::unique_ptr<Event> (*)(const std::wstring&)> eventOverride_{
         platformFactory.createEvent, +[](const std::wstring& name) -> std::unique_ptr<Event> {
@@ -130,10 +130,10 @@ TEST_F(RotatingLogCSVFiles, MarksTheBeginningAndTheEndOfAFile) {
     EXPECT_EQ(text("a.csv"), "MSOF,0" + rest + first + "," + end +  //
                                  "MEOF,0" + rest + first + "," + second + end);
     EXPECT_EQ(text("a1.csv"), "MSOF,0" + rest + second + "," + first + end + "event\n");
-    EXPECT_EQ(sink_.messages,
-              std::vector<std::wstring>{L"0 PE_0109: Rolled over CSV Log file from '" +
-                                        folder_.path(L"a.csv") + L"' to '" +
-                                        folder_.path(L"a1.csv") + L"'"});
+    const LogCapture::Message rolled = {
+        Severity::Status, L"PE_0109: Rolled over CSV Log file from '" + folder_.path(L"a.csv") +
+                              L"' to '" + folder_.path(L"a1.csv") + L"'"};
+    EXPECT_EQ(sink_.messages, std::vector{rolled});
     EXPECT_EQ(sink_.debugLines, std::vector<std::wstring>{L"Post rename = 0"});
 }
 

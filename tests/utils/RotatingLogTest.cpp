@@ -3,7 +3,7 @@
 #include <string>
 #include <system_error>
 
-#include "support/SinkRecorder.h"
+#include "support/LogCapture.h"
 #include "support/SleeplessHost.h"
 #include "support/TempDir.h"
 #include "utils/DateTime.h"
@@ -13,7 +13,7 @@
 namespace lathwind {
 namespace {
 
-using testing::SinkRecorder;
+using testing::LogCapture;
 using testing::TempDir;
 
 std::int64_t localTime(const wchar_t* text) {
@@ -51,7 +51,7 @@ protected:
     }
 
     TempDir folder_;
-    SinkRecorder log_;
+    LogCapture log_;
     testing::SleeplessHost host_;
 };
 
@@ -160,14 +160,16 @@ TEST_F(RotatingLogFiles, ReportsARenameThatFailsOnce) {
     }
     EXPECT_EQ(text("x.log"), "x\nx\nx\nx\n");
     const std::wstring target = folder_.path(L"x.log.1");
-    const std::wstring deletion = L"1 UT_0042: Unable to delete log file \"" + target + L"\"";
+    const LogCapture::Message deletion = {
+        Severity::Warning, L"UT_0042: Unable to delete log file \"" + target + L"\""};
     const std::wstring rename =
-        L"1 UT_0043: Could not rename " + folder_.path(L"x.log") + L" to " + target + L": ";
+        L"UT_0043: Could not rename " + folder_.path(L"x.log") + L" to " + target + L": ";
     EXPECT_EQ(std::ranges::count(log_.messages, deletion), 3);
     EXPECT_EQ(std::ranges::count_if(log_.messages,
-                                    [&](const std::wstring& line) {
-                                        return line.starts_with(rename) &&
-                                               line.size() > rename.size();
+                                    [&](const LogCapture::Message& message) {
+                                        return message.severity == Severity::Warning &&
+                                               message.text.starts_with(rename) &&
+                                               message.text.size() > rename.size();
                                     }),
               1);
     EXPECT_EQ(log_.messages.size(), 4u);

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "support/SinkRecorder.h"
+#include "support/LogCapture.h"
 #include "utils/LockingStore.h"
 #include "utils/QueueWarningLatch.h"
 #include "utils/SignalledStore.h"
@@ -235,7 +235,7 @@ TEST(LockingStore, SignalsACompleteBatch) {
 
 TEST(QueueWarningLatch, ReportsAFullQueueOnceAnEpisode) {
     using enum PushResult;
-    const testing::SinkRecorder log;
+    const testing::LogCapture log;
     QueueWarningLatch latch;
     const struct {
         PushResult result;
@@ -246,7 +246,8 @@ TEST(QueueWarningLatch, ReportsAFullQueueOnceAnEpisode) {
         EXPECT_EQ(latch.report(row.result, ModuleId::FilewatchCollector, 170, 171), row.written);
     }
     ASSERT_EQ(log.messages.size(), 2u);
-    EXPECT_TRUE(log.messages[0].starts_with(L"2 FWC_0008"));
+    EXPECT_EQ(log.messages[0].severity, Severity::Error);
+    EXPECT_TRUE(log.messages[0].text.starts_with(L"FWC_0008"));
 }
 
 }  // namespace

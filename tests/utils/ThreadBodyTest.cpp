@@ -5,8 +5,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/LogCapture.h"
 #include "support/ScopedOverride.h"
-#include "support/SinkRecorder.h"
 #include "support/SleeplessHost.h"
 #include "utils/Exceptions.h"
 #include "utils/SharedSingleton.h"
@@ -15,8 +15,8 @@
 namespace lathwind {
 namespace {
 
+using testing::LogCapture;
 using testing::ScopedOverride;
-using testing::SinkRecorder;
 
 class Task : public Runnable {
 public:
@@ -45,7 +45,7 @@ protected:
     testing::SleeplessHost host_;
     ExitEvent exitEvent_;
     ScopedOverride<Event*> exitOverride_{platformFactory.exitEvent, &exitEvent_};
-    SinkRecorder log_;
+    LogCapture log_;
     std::atomic<bool> running_{false};
 };
 
@@ -62,8 +62,9 @@ TEST_F(ThreadBody, ReportsAnExceptionAndSetsTheExitEvent) {
     const bool forcedBefore = isExitForced();
     run([] { throw IDSException(L"no more room", 7, L"file.cpp"); });
     ASSERT_EQ(log_.messages.size(), 1u);
-    EXPECT_EQ(log_.messages[0],
-              L"2 UT_0050: Unexpected error occurred while running thread:  Worker. Error: "
+    EXPECT_EQ(log_.messages[0].severity, Severity::Error);
+    EXPECT_EQ(log_.messages[0].text,
+              L"UT_0050: Unexpected error occurred while running thread:  Worker. Error: "
               L"no more room at line 7 in file file.cpp");
     EXPECT_FALSE(running_);
     EXPECT_EQ(host_.slept, 1000u);
@@ -72,8 +73,8 @@ TEST_F(ThreadBody, ReportsAnExceptionAndSetsTheExitEvent) {
 
     run([] { throw std::runtime_error("anything"); });
     ASSERT_EQ(log_.messages.size(), 2u);
-    EXPECT_EQ(log_.messages[1],
-              L"2 UT_0035: Unexpected error occurred while running thread:  Worker");
+    EXPECT_EQ(log_.messages[1].text,
+              L"UT_0035: Unexpected error occurred while running thread:  Worker");
     EXPECT_FALSE(running_);
     EXPECT_EQ(exitEvent_.sets, 2);
     EXPECT_TRUE(isExitForced());

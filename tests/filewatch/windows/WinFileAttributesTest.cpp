@@ -4,10 +4,10 @@
 #include "filewatch/windows/WinFileAttributes.h"
 #include "filewatch/windows/WinPathMapping.h"
 #include "support/Bytes.h"
-#include "support/DebugLines.h"
 #include "support/FakeFiles.h"
 #include "support/FakeVolumes.h"
 #include "support/HostDecorator.h"
+#include "support/LogCapture.h"
 #include "support/ScopedOverride.h"
 #include "support/TempDir.h"
 #include "utils/DateTime.h"
@@ -17,8 +17,8 @@ namespace {
 
 using platform::ErrorCode;
 using testing::Bytes;
-using testing::DebugLines;
 using testing::FakeFile;
+using testing::LogCapture;
 namespace error = platform::error;
 using Lines = std::vector<std::wstring>;
 
@@ -345,9 +345,9 @@ protected:
 
     // The lines that a snapshot of `file` writes, with the error's own words as "<text>".
     Lines initialize(ErrorCode code = error::GenFailure) {
-        lines.take();
+        lines.takeDebug();
         snapshot.Initialize();
-        Lines found = lines.take();
+        Lines found = lines.takeDebug();
         const std::wstring text = platform::host().errorText(code);
         for (std::wstring& line : found) {
             if (line.ends_with(text)) {
@@ -361,7 +361,7 @@ protected:
     testing::FakeVolumes volumes;
     FakeFile& file = files.objects[L"c:\\f"];
     WinFileAttributes snapshot{L"c:\\f"};
-    DebugLines lines;
+    LogCapture lines;
     testing::ScopedOverride<platform::Files& (*)()> overrideFiles{
         platformFactory.files, +[]() -> platform::Files& { return *fakeFiles; }};
     testing::ScopedOverride<platform::Volumes& (*)()> overrideVolumes{
@@ -488,7 +488,7 @@ TEST_F(WinFileAttributesQuery, UpdateCompletesAnOldRecord) {
     EXPECT_EQ(old.GetAcl(), kAcl);
     EXPECT_EQ(old.GetModifiedFileTime(), kModified);  // all else stays
     EXPECT_EQ(old.GetRawAttributes(), 0x20u);
-    EXPECT_EQ(lines.take(), Lines{});
+    EXPECT_EQ(lines.takeDebug(), Lines{});
 
     files.objects[L"c:\\a.txt"].owner = L"S-1-5-19";
     EXPECT_TRUE(old.Update());
@@ -500,7 +500,7 @@ TEST_F(WinFileAttributesQuery, UpdateCompletesAnOldRecord) {
         WinFileAttributes spoilt = readVersion(record(5, false).str(), 5);
         EXPECT_TRUE(spoilt.Update());
         EXPECT_EQ(spoilt.GetOwner(), L"");
-        const Lines found = lines.take();
+        const Lines found = lines.takeDebug();
         ASSERT_EQ(found.size(), code == error::FileNotFound ? 2u : 1u);
         if (found.size() == 2) {
             EXPECT_EQ(found[1],
@@ -630,7 +630,7 @@ TEST(WinPathMapping, RedirectionIsRevertedOnlyIfItWasDisabled) {
     testing::ScopedOverride entry(
         platformFactory.host, +[]() -> platform::Host& { return *redirectingHost; });
     const SystemFolders redirected{true, L"c:\\windows"};
-    DebugLines lines;
+    LogCapture lines;
     for (const auto& [path, disabled] : std::map<std::wstring, bool>{
              {L"", true}, {L"c:\\windows\\system32\\a", true}, {L"c:\\windows\\a", false}}) {
         FsRedirection redirection;
@@ -642,7 +642,7 @@ TEST(WinPathMapping, RedirectionIsRevertedOnlyIfItWasDisabled) {
     FsRedirection redirection;
     DisableFsRedirection(redirection, L"", {false, L"c:\\windows"});
     EXPECT_EQ(host.depth, 0);
-    EXPECT_EQ(lines.take(), Lines{});
+    EXPECT_EQ(lines.takeDebug(), Lines{});
 
     DisableFsRedirection(redirection, L"", redirected);
     host.code = error::GenFailure;
@@ -652,8 +652,8 @@ TEST(WinPathMapping, RedirectionIsRevertedOnlyIfItWasDisabled) {
     host.code = error::CallNotImplemented;  // no such entry point: not worth a word
     DisableFsRedirection(redirection, L"", redirected);
     const std::wstring text = host.errorText(error::GenFailure);
-    EXPECT_EQ(lines.take(), (Lines{L"Wow64RevertWow64FsRedirection() failed: " + text,
-                                   L"Wow64DisableWow64FsRedirection() failed: " + text}));
+    EXPECT_EQ(lines.takeDebug(), (Lines{L"Wow64RevertWow64FsRedirection() failed: " + text,
+                                        L"Wow64DisableWow64FsRedirection() failed: " + text}));
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "filewatch/windows/WinMountManager.h"
-#include "support/DebugLines.h"
 #include "support/FakeVolumes.h"
+#include "support/LogCapture.h"
 #include "support/ScopedOverride.h"
 
 namespace lathwind {
@@ -115,14 +115,14 @@ TEST_F(WinMountManagerTest, FloppiesAreLeftAlone) {
     FakeVolume& floppy = volumes.volumes[L"a:\\"];
     floppy.device = L"\\Device\\Floppy0";
     floppy.type = DriveType::Removable;
-    testing::DebugLines lines;
+    testing::LogCapture lines;
     WinMountManager manager(true);
     manager.RefreshMounts();
     manager.RefreshMounts();
     EXPECT_EQ(floppy.touches, 0);
     EXPECT_FALSE(manager.GetMounts()[0]->IsMediaReady());
     EXPECT_EQ(manager.GetMounts()[0]->GetMountType(), MountType::Removable);
-    EXPECT_EQ(lines.take(),
+    EXPECT_EQ(lines.takeDebug(),
               std::vector<std::wstring>{L"Polling for mount/changes disabled for a:\\"});
 
     WinMountManager eager(false);
