@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "support/StateFileParser.h"
+#include "support/Bytes.h"
+#include "support/LogCapture.h"
+#include "support/StateFileBuilder.h"
 #include "tools/InstallPaths.h"
 #include "tools/Installation.h"
 #include "tools/Lathwind.h"
@@ -11,16 +13,13 @@ namespace lathwind::testing {
 namespace {
 
 std::string handOver(std::wstring_view path, std::uint32_t offset) {
-    std::string record(1 + tool::kAgentFilePointerBytes, '\0');
-    record[0] = '\x7F';
-    for (std::size_t i = 0; i < path.size(); ++i) {
-        record[1 + 2 * i] = static_cast<char>(path[i]);
-        record[2 + 2 * i] = static_cast<char>(path[i] >> 8);
-    }
-    for (std::size_t i = 0; i < 4; ++i) {
-        record[1025 + i] = static_cast<char>(offset >> (8 * i));
-    }
-    return record;
+    return Bytes()
+        .u8(0x7F)
+        .units(path)
+        .padTo(1025)
+        .u32(offset)
+        .padTo(1 + tool::kAgentFilePointerBytes)
+        .str();
 }
 
 std::string withBytes(std::string state, std::size_t offset, std::string_view bytes) {
@@ -96,6 +95,35 @@ TEST(Lathwind, LooksAtTheVersionBeforeTheSignature) {
     const ToolRun view = installation.run({L"-v"});
     EXPECT_EQ(view.exitCode, 2);
     EXPECT_EQ(view.output, "Signature    : 0  Version: 3\nFAILED to read FileWatch.dat.\n");
+}
+
+TEST(Lathwind, KeepsTheOldFileWhenAnEntityCannotBeCompleted) {
+    const Installation installation;
+    const std::string state = StateFileBuilder(8).header().entity(ParsedEntity()).bytes();
+    installation.writeState(state);  // of a file without a name
+    const ToolRun run = installation.run({L"-c"});
+    EXPECT_EQ(run.exitCode, 6);
+    EXPECT_EQ(run.output, "FAILED updating the watched entities.\n");
+    EXPECT_EQ(installation.state(), state);
+}
+
+TEST(Lathwind, LeavesNoFileThatBreaksOff) {
+    const Installation installation;
+    installation.writeState("the old state");
+    const std::wstring tooLong = installation.root.path(std::wstring(2048, L'x'));
+    const LogCapture log;
+    const ToolRun run = runTool({L"-p", installation.root.path(), L"-l", tooLong, L"-i"});
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_EQ(run.output,
+              " Writing a zero into the file\n Writing a zero into the file\n"
+              "FAILED to write FileWatch.dat.\n");
+    EXPECT_FALSE(installation.hasState());
+    ASSERT_EQ(log.messages.size(), 1u);
+    EXPECT_EQ(log.messages[0].severity, Severity::Warning);
+    EXPECT_TRUE(log.messages[0].text.starts_with(
+        L"FWC_0002: Unexpected error occurred while serializing file collector information: "
+        L"Exception: Serializable::WriteTString - String size exceeds sanity check at line "))
+        << utf8FromUtf16(log.messages[0].text);
 }
 
 TEST(Lathwind, TakesThePositionOfTheHandOverRecord) {

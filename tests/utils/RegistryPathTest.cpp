@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
-#include <map>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "support/FakeRegistry.h"
 #include "support/ServiceOverride.h"
 #include "utils/Exceptions.h"
 #include "utils/RegistryPath.h"
@@ -14,6 +14,7 @@ namespace {
 
 using platform::RegistryHive;
 using platform::RegistryValue;
+using testing::utf16;
 using View = RegistryPath::View;
 namespace error = platform::error;
 
@@ -25,71 +26,16 @@ std::vector<std::byte> bytes(std::initializer_list<int> values) {
     return data;
 }
 
-std::vector<std::byte> utf16(const std::wstring& text) {
-    std::vector<std::byte> data;
-    for (const wchar_t unit : text) {
-        data.push_back(static_cast<std::byte>(unit & 0xFF));
-        data.push_back(static_cast<std::byte>(unit >> 8 & 0xFF));
-    }
-    return data;
-}
-
-// Keys of HKEY_LOCAL_MACHINE in two views, told apart by the access mask's bit.
-class FakeRegistry : public platform::Registry {
-public:
-    using Key = std::pair<bool, std::wstring>;  // 64-bit view, path
-    std::map<Key, std::vector<RegistryValue>> keys;
-    std::vector<std::uint32_t> masks;
-
-    platform::ErrorCode queryValue(RegistryHive hive, const std::wstring& key,
-                                   const std::wstring& name, std::uint32_t access, std::size_t,
-                                   RegistryValue& value) override {
-        std::vector<RegistryValue> values;
-        const platform::ErrorCode code = enumerateValues(hive, key, access, values);
-        for (const RegistryValue& candidate : values) {
-            if (candidate.name == name) {
-                value = candidate;
-                return error::Success;
-            }
-        }
-        return code != 0 ? code : error::FileNotFound;
-    }
-    platform::ErrorCode enumerateKeys(RegistryHive, const std::wstring& key, std::uint32_t access,
-                                      std::vector<std::wstring>& names) override {
-        masks.push_back(access);
-        for (const auto& [path, values] : keys) {
-            if (path.first == isBits64(access) && path.second.starts_with(key + L"\\")) {
-                names.push_back(path.second.substr(key.size() + 1));
-            }
-        }
-        return names.empty() ? error::FileNotFound : error::Success;
-    }
-    platform::ErrorCode enumerateValues(RegistryHive hive, const std::wstring& key,
-                                        std::uint32_t access,
-                                        std::vector<RegistryValue>& values) override {
-        masks.push_back(access);
-        const auto found = keys.find({isBits64(access), key});
-        if (hive != RegistryHive::LocalMachine || found == keys.end()) {
-            return error::FileNotFound;
-        }
-        values = found->second;
-        return error::Success;
-    }
-
-private:
-    static bool isBits64(std::uint32_t access) { return (access & 0x100) != 0; }
-};
-
 class RegistryPathTest : public ::testing::Test {
 protected:
     RegistryPathTest() {
-        registry_.keys[{false, L"SOFTWARE\\A"}] = {{L"Root", 1, utf16(std::wstring(L"32\0x", 4))}};
-        registry_.keys[{true, L"SOFTWARE\\A"}] = {{L"Root", 1, utf16(L"64")},
+        registry_.keys[{false, L"software\\a"}] = {{L"Root", 1, utf16(std::wstring(L"32\0x", 4))}};
+        registry_.keys[{true, L"software\\a"}] = {{L"Root", 1, utf16(L"64")},
                                                   {L"Bits", 3, bytes({0x0A, 0xFF})}};
-        registry_.keys[{true, L"SOFTWARE\\A\\Sub"}] = {};
+        registry_.keys[{true, L"software\\a\\sub"}] = {};
     }
 
-    FakeRegistry registry_;
+    testing::FakeRegistry registry_;
     testing::ServiceOverride<platform::Registry> answers_{platformFactory.registry, registry_};
 };
 
@@ -154,7 +100,7 @@ TEST(RegistryPathText, ValuesAsText) {
 
 TEST_F(RegistryPathTest, Dumps) {
     EXPECT_EQ(DumpRegistryKey(L"6432:MACHINE\\SOFTWARE\\A"),
-              L"\nNumber of subkeys: 1\n(1) Sub\n"
+              L"\nNumber of subkeys: 1\n(1) sub\n"
               L"\nNumber of Values: 2\n(1) Value: Root\tData: 64\n(2) Value: Bits\tData: 0aff\n");
     EXPECT_EQ(registry_.masks, (std::vector<std::uint32_t>{265, 131353}));
     EXPECT_EQ(DumpRegistryKey(L"MACHINE\\Nowhere"),
