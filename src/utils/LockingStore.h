@@ -23,14 +23,14 @@ public:
     // The event is reset before the lock is taken: a consumer that has not popped yet waits for
     // the batch to be complete.
     void lockBatch() ACQUIRE(*lock_) {
-        state_.store(1, std::memory_order_relaxed);
+        state_.store(kInService, std::memory_order_relaxed);
         event_->reset();
         lock_->acquire();
     }
 
     void unlockBatch() RELEASE(*lock_) {
         if (!this->hasNone()) {
-            state_.store(1, std::memory_order_relaxed);
+            state_.store(kInService, std::memory_order_relaxed);
             event_->set();
         }
         lock_->release();
@@ -53,11 +53,23 @@ public:
                                L"LockingStore");
         }
         T first = this->takeFirst();
-        if (this->hasNone()) {
+        if (this->hasNone() && !stopped()) {
             event_->reset();
         }
         return first;
     }
+
+    // Tells the consumer to leave: stopped() holds and the event stays set. Elements still queued
+    // stay where they are. The next batch puts the store back into service, so stop the producers
+    // first.
+    void terminate() {
+        ScopedLock guard(*lock_);
+        state_.store(kStopped, std::memory_order_relaxed);
+        event_->set();
+    }
+
+    // For the consumer, behind each wait.
+    bool stopped() const noexcept { return state_.load(std::memory_order_relaxed) == kStopped; }
 
     void setLimit(std::uint32_t limit) override {
         ScopedLock guard(*lock_);
@@ -74,14 +86,15 @@ public:
         return this->hasNone();
     }
 
-    // Set while there are complete batches to pop.
+    // Set while there are complete batches to pop, and when the consumer has to leave.
     Event& event() const noexcept { return *event_; }
 
 private:
     const std::unique_ptr<Lock> lock_;
     const std::unique_ptr<Event> event_;
-    // 1 for a store in service, the only state there is. Written outside the lock.
-    std::atomic<std::int32_t> state_{1};
+    static constexpr std::int32_t kStopped = 0;
+    static constexpr std::int32_t kInService = 1;
+    std::atomic<std::int32_t> state_{kInService};  // lockBatch writes it outside the lock
 };
 
 }  // namespace lathwind

@@ -233,6 +233,20 @@ TEST(LockingStore, SignalsACompleteBatch) {
     expectThrow([&] { store.popFront(); }, L"Attempted pop_front() on empty LockingStore");
 }
 
+TEST(LockingStore, StaysSignalledOnceToldToStop) {
+    LockingStore<int> store;
+    store.lockBatch();
+    store.push(1);
+    store.unlockBatch();
+    store.terminate();
+    EXPECT_TRUE(store.stopped());
+    EXPECT_EQ(store.popFront(), 1);
+    EXPECT_TRUE(isSet(store.event()));  // a consumer in the middle of a pop still hears of it
+    store.lockBatch();
+    store.unlockBatch();
+    EXPECT_FALSE(store.stopped());
+}
+
 TEST(QueueWarningLatch, ReportsAFullQueueOnceAnEpisode) {
     using enum PushResult;
     const testing::LogCapture log;
