@@ -70,6 +70,7 @@ bool ByteArray::Reserve(std::int32_t count) {
     }
     data_ = static_cast<std::uint8_t*>(grown);
     capacity_ = static_cast<std::int32_t>(size);
+    data_[length_] = 0;
     return true;
 }
 

@@ -32,7 +32,8 @@ public:
     // memory for them.
     bool Reserve(std::int32_t count);
 
-    const std::uint8_t* GetData() const noexcept { return data_; }  // null when empty
+    // Null until something was appended or reserved.
+    const std::uint8_t* GetData() const noexcept { return data_; }
     std::int32_t GetLength() const noexcept { return length_; }
     std::int32_t GetCapacity() const noexcept { return capacity_; }
     bool IsValid() const noexcept { return valid_; }

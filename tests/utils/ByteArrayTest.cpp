@@ -106,6 +106,17 @@ TEST(ByteArray, ToLines) {
     }
 }
 
+TEST(ByteArray, RoomWithoutBytesIsEmpty) {
+    ByteArray array;
+    ASSERT_TRUE(array.Reserve(1000));
+    ASSERT_NE(array.GetData(), nullptr);
+    EXPECT_EQ(array.GetData()[0], 0);
+    std::list<std::wstring> lines;
+    array.TakeLines(lines);
+    EXPECT_TRUE(lines.empty());
+    EXPECT_EQ(array.GetLength(), 0);
+}
+
 TEST(ByteArray, TakeLinesLeavesTheUnfinishedOne) {
     const struct {
         std::string_view text;
