@@ -116,7 +116,9 @@ public:
     // The form in which the standard library's streams reach the same file.
     virtual std::filesystem::path nativePath(const std::wstring& path) = 0;
     // A run-time file stream, owned by the caller (std::fclose); `mode` is fopen's ("rb", "wb",
-    // "a+", "rt"). Null on failure, with errno set.
+    // "a+", "rt"). Null on failure, with errno set. With "r" a path opens only if it leads to a
+    // file of a disk: for a device, a pipe or a folder errno is EACCES. Names to read come from
+    // files that may be damaged, and a device may wait, or give bytes, for ever.
     virtual std::FILE* openStream(const std::wstring& path, const std::wstring& mode,
                                   Sharing sharing) = 0;
     // A run-time stream over an existing descriptor, and the descriptor of a stream.

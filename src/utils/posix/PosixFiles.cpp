@@ -205,8 +205,10 @@ std::optional<int> openFlags(const std::string& mode) {
     }
 }
 
-// The open must not wait for the other end of a pipe, and a folder or pipe is no file to read.
-int openFile(const char* path, int flags, Descriptor& file) {
+// The open must not wait for the other end of a pipe, nor a read for what a pipe or device may
+// give: only files are read. A file keeps O_NONBLOCK, which means nothing on a disk, but keeps
+// those of the kernel's own that wait for news (the log under /proc) from holding anybody up.
+int openFile(const char* path, int flags, bool reads, Descriptor& file) {
     constexpr mode_t kNewFile = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     file.reset(::open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFile));
     struct stat facts {};
@@ -216,7 +218,7 @@ int openFile(const char* path, int flags, Descriptor& file) {
     if (S_ISREG(facts.st_mode)) {
         return 0;
     }
-    if (!S_ISCHR(facts.st_mode) && !S_ISBLK(facts.st_mode)) {
+    if (reads || (!S_ISCHR(facts.st_mode) && !S_ISBLK(facts.st_mode))) {
         return EACCES;
     }
     return result(::fcntl(file.get(), F_SETFL, flags & ~(O_CREAT | O_TRUNC)));
@@ -337,7 +339,10 @@ public:
         }
         Descriptor file;
         int number = ENOENT;  // also where the path leads to no drive
-        const auto open = [&](const char* bytes) { return number = openFile(bytes, *flags, file); };
+        const bool reads = narrowMode[0] == 'r';
+        const auto open = [&](const char* bytes) {
+            return number = openFile(bytes, *flags, reads, file);
+        };
         const ErrorCode code =
             (*flags & O_CREAT) != 0 ? paths().onNew(path, open) : paths().onExisting(path, open);
         if (code != error::Success) {

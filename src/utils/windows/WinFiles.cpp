@@ -39,6 +39,11 @@ ErrorCode onPaths(const std::wstring& source, const std::wstring& target, Call c
                : resultOf(call(systemPath(source).c_str(), systemPath(target).c_str()));
 }
 
+bool isOnDisk(std::FILE* stream) {
+    return ::GetFileType(reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(stream)))) ==
+           FILE_TYPE_DISK;
+}
+
 class WinFiles final : public platform::Files {
 public:
     ErrorCode query(const std::wstring& path, FileFacts& facts) override {
@@ -103,8 +108,15 @@ public:
             return nullptr;
         }
         const std::wstring name = systemPath(path);
-        return sharing == Sharing::ReadWrite ? ::_wfsopen(name.c_str(), mode.c_str(), _SH_DENYNO)
-                                             : ::_wfopen(name.c_str(), mode.c_str());
+        std::FILE* stream = sharing == Sharing::ReadWrite
+                                ? ::_wfsopen(name.c_str(), mode.c_str(), _SH_DENYNO)
+                                : ::_wfopen(name.c_str(), mode.c_str());
+        if (stream != nullptr && mode.starts_with(L'r') && !isOnDisk(stream)) {
+            std::fclose(stream);
+            errno = EACCES;
+            return nullptr;
+        }
+        return stream;
     }
 
     std::FILE* openDescriptor(int descriptor, const std::wstring& mode) override {

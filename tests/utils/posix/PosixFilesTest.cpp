@@ -62,13 +62,22 @@ TEST_F(PosixFiles, NothingBehindALinkIsChangedThroughIt) {
     EXPECT_EQ(folder.read("sub/file"), "keep");
 }
 
-TEST_F(PosixFiles, APipeHoldsNobodyUp) {
+TEST_F(PosixFiles, APipeOrDeviceHoldsNobodyUp) {
     ASSERT_EQ(::mkfifo(folder.native("pipe").c_str(), 0600), 0);
-    for (const wchar_t* mode : {L"rb", L"wb", L"r+"}) {
-        EXPECT_EQ(files.openStream(folder.path(L"pipe"), mode, platform::Sharing::Default),
-                  nullptr);
-        EXPECT_EQ(errno, EACCES);
+    fs::create_symlink("/dev/zero", folder.native("link"));
+    const std::pair<std::wstring, const wchar_t*> refused[] = {
+        {folder.path(L"pipe"), L"rb"}, {folder.path(L"pipe"), L"wb"}, {folder.path(L"pipe"), L"r+"},
+        {L"c:\\dev\\zero", L"rb"},     {L"c:\\dev\\null", L"r+"},     {folder.path(L"link"), L"rb"},
+    };
+    for (const auto& [path, mode] : refused) {
+        errno = 0;
+        EXPECT_EQ(files.openStream(path, mode, platform::Sharing::Default), nullptr) << path;
+        EXPECT_EQ(errno, EACCES) << path;
     }
+    std::FILE* sink = files.openStream(L"c:\\dev\\null", L"ab", platform::Sharing::Default);
+    ASSERT_NE(sink, nullptr);
+    EXPECT_GE(std::fputs("gone", sink), 0);
+    EXPECT_EQ(std::fclose(sink), 0);
     EXPECT_EQ(files.copy(folder.path(L"pipe"), folder.path(L"to"), false), error::AccessDenied);
     EXPECT_FALSE(folder.exists("to"));
 }

@@ -11,6 +11,7 @@ namespace {
 using lathwind::testing::TempDir;
 using platform::ErrorCode;
 using platform::FileFacts;
+using platform::Sharing;
 namespace error = platform::error;
 
 FileFacts factsOf(const std::wstring& path) {
@@ -119,6 +120,25 @@ TEST(WinFiles, SharingDecidesWhatOthersMayDo) {
     errno = 0;
     EXPECT_EQ(nullptr, files().openStream(L"", L"rb", platform::Sharing::Default));
     EXPECT_EQ(ENOENT, errno);
+}
+
+TEST(WinFiles, OnlyFilesAreOpenedForReading) {
+    const std::wstring name = L"\\\\.\\pipe\\lathwind-" + std::to_wstring(::GetCurrentProcessId());
+    const UniqueHandle pipe(
+        validHandle(::CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE,
+                                       PIPE_UNLIMITED_INSTANCES, 64, 64, 0, nullptr)));
+    ASSERT_TRUE(pipe);
+    const std::pair<std::wstring, Sharing> rows[] = {
+        {name, Sharing::Default}, {L"nul", Sharing::Default}, {L"c:\\nul", Sharing::ReadWrite}};
+    for (const auto& [path, sharing] : rows) {
+        errno = 0;
+        EXPECT_EQ(nullptr, files().openStream(path, L"rb", sharing)) << path;
+        EXPECT_EQ(EACCES, errno) << path;
+    }
+    EXPECT_EQ(nullptr, files().openStream(L"con", L"rb", Sharing::Default));
+    std::FILE* sink = files().openStream(L"nul", L"wb", Sharing::Default);
+    ASSERT_NE(nullptr, sink);
+    EXPECT_EQ(0, std::fclose(sink));
 }
 
 TEST(WinFiles, PositionsHave64Bits) {
