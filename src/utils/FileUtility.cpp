@@ -54,11 +54,10 @@ public:
 
     std::wstring GetCurrentFolder() override {
         std::wstring folder;
-        platform::files().currentDirectory(folder);
-        if (!folder.ends_with(L'\\')) {
-            folder += L'\\';
+        if (platform::files().currentDirectory(folder) != error::Success) {
+            return {};
         }
-        return folder;
+        return folder + L'\\';
     }
 
 private:

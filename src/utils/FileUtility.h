@@ -14,7 +14,7 @@ public:
     // then from the machine's environment in the registry. An unknown name stays as it is.
     virtual std::wstring ExpandVariables(const std::wstring& path,
                                          const std::map<std::wstring, std::wstring>* table) = 0;
-    // The process's current folder with a backslash behind it.
+    // The process's current folder with a backslash behind it; empty where it cannot be told.
     virtual std::wstring GetCurrentFolder() = 0;
 };
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "support/FakeFiles.h"
 #include "support/HostDecorator.h"
 #include "support/ScopedOverride.h"
 #include "utils/FileUtility.h"
@@ -91,6 +92,11 @@ TEST(FileUtility, CurrentFolderEndsInABackslash) {
     std::wstring folder;
     ASSERT_EQ(platform::files().currentDirectory(folder), error::Success);
     EXPECT_EQ(makeFileUtility()->GetCurrentFolder(), folder + L"\\");
+
+    static testing::FakeFiles nowhere;
+    const ScopedOverride override(
+        platformFactory.files, +[]() -> platform::Files& { return nowhere; });
+    EXPECT_EQ(makeFileUtility()->GetCurrentFolder(), L"");  // not the root of a drive
 }
 
 }  // namespace
