@@ -122,8 +122,9 @@ TEST_F(RotatingLogCSVFiles, MarksTheBeginningAndTheEndOfAFile) {
     ASSERT_TRUE(log_.open());
     ASSERT_TRUE(log_.write(L"event\n"));
     setHostIdentityProvider(nullptr);
-    const std::string rest = "," + narrow(DateTime::FormatTimeStamp(log_.now, 0)) +
-                             ",I,,,,,,,box,10.0.0.1,\"corp, \"\"west\"\"\",windows,17,";
+    std::string rest = ",";
+    rest += narrow(DateTime::FormatTimeStamp(log_.now, 0)) +
+            ",I,,,,,,,box,10.0.0.1,\"corp, \"\"west\"\"\",windows,17,";
     const std::string first = narrow(folder_.path(L"a.csv"));
     const std::string second = narrow(folder_.path(L"a1.csv"));
     const std::string end = ",E," LATHWIND_PRODUCT_VERSION "\n";
