@@ -6,6 +6,7 @@
 #include "actions/EventFilePaths.h"
 #include "events/EventMacros.h"
 #include "events/PatternParser.h"
+#include "filewatch/StateFile.h"
 #include "utils/FileUtility.h"
 #include "utils/IniFile.h"
 #include "utils/Logging.h"
@@ -16,7 +17,6 @@ namespace lathwind {
 namespace {
 
 constexpr wchar_t kSource[] = L"LogFileProperties";
-constexpr std::uint16_t kEncodingSince = 9;
 constexpr int kInvalidMacrosMessage = 433;
 
 std::wstring readFileName(std::wstring text) {
@@ -158,7 +158,7 @@ void LogFileProperties::ReadObject(std::istream& stream) {
 }
 
 void LogFileProperties::ReadObjectOfVersion(std::istream& stream, std::uint16_t version) {
-    ReadFields(stream, version >= kEncodingSince);
+    ReadFields(stream, stateVersion::hasEntryEncoding(version));
     if (stream.eof()) {
         throw SerializeException(L"Exception: LogFileProperties::ReadObjectOfVersion", __LINE__,
                                  kSource);

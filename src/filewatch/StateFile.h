@@ -38,6 +38,9 @@ constexpr bool hasStreams(std::uint16_t version) {  // and extended attributes
 constexpr bool hasSha256(std::uint16_t version) {
     return version > 8;
 }
+constexpr bool hasEntryEncoding(std::uint16_t version) {  // in a log's properties
+    return version > 8;
+}
 constexpr bool hasVolumeKind(std::uint16_t version) {
     return version > 8;
 }
