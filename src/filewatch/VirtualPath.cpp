@@ -1,5 +1,7 @@
 #include "filewatch/VirtualPath.h"
 
+#include <algorithm>
+
 #include "utils/Text.h"
 
 namespace lathwind {
@@ -34,6 +36,29 @@ bool sameRest(std::wstring_view first, std::wstring_view second, std::wstring_vi
 
 bool PathHasVirtualTag(std::wstring_view path) {
     return toLower(path).find(kFoldedMarker) != std::wstring::npos;
+}
+
+std::wstring VirtualTagToWildcard(std::wstring_view path) {
+    const std::wstring folded = toLower(path);
+    std::wstring mask;
+    std::size_t begin = 0;
+    for (std::size_t found = folded.find(kFoldedMarker); found != std::wstring::npos;
+         found = folded.find(kFoldedMarker, begin)) {
+        mask += path.substr(begin, found - begin);
+        mask += L'*';
+        begin = found + kFoldedMarker.size();
+    }
+    mask += path.substr(begin);
+    return mask;
+}
+
+std::wstring VirtualNameOf(std::wstring_view path) {
+    const std::size_t found = toLower(path).find(kFoldedMarker);
+    if (found == std::wstring::npos) {
+        return std::wstring(path);
+    }
+    const std::size_t behind = found + kFoldedMarker.size() + 1;
+    return std::wstring(path.substr(std::min(behind, path.size())));
 }
 
 bool SameVirtualPath(const std::wstring& first, const std::wstring& second, bool exact) {

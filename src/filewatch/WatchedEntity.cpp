@@ -1,19 +1,15 @@
 #include "filewatch/WatchedEntity.h"
 
-#include <algorithm>
-
 #include "filewatch/FileAttributes.h"
 #include "filewatch/StateFile.h"
-#include "filewatch/VirtualPath.h"
 #include "filewatch/WatchedFile.h"
 #include "filewatch/WatchedLogFile.h"
-#include "utils/Text.h"
+#include "utils/Digests.h"
 
 namespace lathwind {
 namespace {
 
 constexpr wchar_t kSource[] = L"WatchedEntity";
-constexpr std::size_t kMd5DigestBytes = 16;
 
 struct EntityPrefix {
     std::int32_t type = kRegularFile;
@@ -119,7 +115,7 @@ void WatchedEntity::ReadObject(std::istream& stream) {
 
 void WatchedEntity::ReadObjectOfVersion(std::istream& stream, std::uint16_t version) {
     attributes->ReadObjectOfVersion(stream, version);
-    Read(stream, digest.data(), stateVersion::hasSha256(version) ? digest.size() : kMd5DigestBytes);
+    Read(stream, digest.data(), stateVersion::hasSha256(version) ? digest.size() : kMd5Bytes);
 }
 
 bool WatchedEntity::UpdateEntity(bool /*makeDigest*/) {
@@ -149,34 +145,6 @@ std::uint64_t WatchedEntity::GetMemorySize() const {
 
 const std::wstring& WatchedEntity::GetName() const {
     return attributes->GetPath();
-}
-
-bool HasVirtualTag(std::wstring_view path) {
-    return PathHasVirtualTag(path);
-}
-
-std::wstring VirtualTagToWildcard(std::wstring_view path) {
-    const std::wstring folded = toLower(path);
-    const std::wstring marker = toLower(kVirtualTag);
-    std::wstring mask;
-    std::size_t begin = 0;
-    for (std::size_t found = folded.find(marker); found != std::wstring::npos;
-         found = folded.find(marker, begin)) {
-        mask += path.substr(begin, found - begin);
-        mask += L'*';
-        begin = found + marker.size();
-    }
-    mask += path.substr(begin);
-    return mask;
-}
-
-std::wstring VirtualNameOf(std::wstring_view path) {
-    const std::size_t found = toLower(path).find(toLower(kVirtualTag));
-    if (found == std::wstring::npos) {
-        return std::wstring(path);
-    }
-    const std::size_t behind = found + kVirtualTag.size() + 1;
-    return std::wstring(path.substr(std::min(behind, path.size())));
 }
 
 }  // namespace lathwind

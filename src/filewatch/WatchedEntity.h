@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "utils/Serializable.h"
 
@@ -91,15 +90,5 @@ protected:
     Digest digest{};  // below version 9 an MD5 in the first 16 bytes
     std::wstring virtualName;
 };
-
-// A configured path may hold the marker "{VIRTUAL_TAG}", in letters of either case.
-inline constexpr std::wstring_view kVirtualTag = L"{VIRTUAL_TAG}";
-
-bool HasVirtualTag(std::wstring_view path);
-// The form that matches real files: "*" in place of the marker.
-std::wstring VirtualTagToWildcard(std::wstring_view path);
-// The name under which files matched by the path are reported: what stands behind the marker and
-// the one character that follows it. Without a marker the path itself.
-std::wstring VirtualNameOf(std::wstring_view path);
 
 }  // namespace lathwind

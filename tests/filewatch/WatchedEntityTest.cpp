@@ -167,27 +167,5 @@ TEST(WatchedEntity, AssignmentTakesWhatBothKindsHave) {
     EXPECT_EQ(static_cast<WatchedFile&>(*copy).GetLastAction(), 2) << "a log has none to give";
 }
 
-TEST(WatchedEntity, VirtualNames) {
-    struct Case {
-        std::wstring_view path;
-        bool tagged;
-        std::wstring_view mask;
-        std::wstring_view name;
-    };
-    const Case cases[] = {
-        {L"c:\\VMs\\{VIRTUAL_TAG}\\App.Log", true, L"c:\\VMs\\*\\App.Log", L"App.Log"},
-        {L"C:\\x{virtual_Tag}.log", true, L"C:\\x*.log", L"log"},
-        {L"a\\{VIRTUAL_TAG}", true, L"a\\*", L""},
-        {L"a\\{VIRTUAL_TAG}\\{virtual_tag}\\b", true, L"a\\*\\*\\b", L"{virtual_tag}\\b"},
-        {L"c:\\plain.log", false, L"c:\\plain.log", L"c:\\plain.log"},
-        {L"", false, L"", L""},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(HasVirtualTag(c.path), c.tagged);
-        EXPECT_EQ(VirtualTagToWildcard(c.path), c.mask);
-        EXPECT_EQ(VirtualNameOf(c.path), c.name);
-    }
-}
-
 }  // namespace
 }  // namespace lathwind
