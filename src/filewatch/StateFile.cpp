@@ -1,6 +1,7 @@
 #include "filewatch/StateFile.h"
 
 #include "utils/Digests.h"
+#include "utils/FileIO.h"
 #include "utils/platform/PlatformFactory.h"
 
 namespace lathwind {
@@ -34,10 +35,9 @@ StateFileInput::StateFileInput() : buffer_(kBufferBytes) {
 
 bool StateFileInput::open(std::wstring_view path) {
     const std::wstring name(path);
-    platform::FileFacts facts;
-    // Some systems let a folder be opened like a file, and fail only when it is read.
-    if (platform::files().query(name, facts) != platform::error::Success ||
-        (facts.attributes & platform::attribute::Directory) != 0) {
+    // The library's stream opens a folder like a file on some systems, and waits for the other end
+    // of a pipe. FileIO opens files alone.
+    if (FileIO probe; !probe.Open(name, L"rb")) {
         return false;
     }
     stream_.open(platform::files().nativePath(name), std::ios::in | std::ios::binary);

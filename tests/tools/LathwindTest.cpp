@@ -214,6 +214,15 @@ TEST(Lathwind, StandsAFolderInTheFilesPlace) {
     EXPECT_TRUE(std::filesystem::is_directory(installation.root.native("IDS/bin/FileWatch.dat")));
 }
 
+#ifndef _WIN32
+TEST(Lathwind, ReadsNoDeviceInTheFilesPlace) {
+    const Installation installation;
+    std::filesystem::create_symlink("/dev/zero", installation.root.native("IDS/bin/FileWatch.dat"));
+    EXPECT_EQ(installation.run({L"-v"}).output, "No FileWatch.dat to upgrade.\n");
+    EXPECT_EQ(installation.run({L"-c"}).output, "There is no FileWatch.dat to upgrade.\n");
+}
+#endif
+
 TEST(Lathwind, LogsWhatTheSwitchesAskFor) {
     const Installation installation(7);
     installation.root.write("IDS/system/LocalAgent.ini", "[Log Debugs]\nFilewatch Collector=1\n");
