@@ -3,13 +3,15 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "utils/platform/Threading.h"
+#include "utils/CollectorTable.h"
+#include "utils/HostFacts.h"
+#include "utils/OsIdentity.h"
+#include "utils/SettingsTable.h"
 
 // The process-wide settings, and what the agent knows about itself and its host. Nothing else
 // reads the settings files.
@@ -35,53 +37,14 @@ struct SettingsPaths {
     static SettingsPaths in(const std::wstring& systemFolder, const std::wstring& companionFolder);
 };
 
-namespace collectorBit {
-inline constexpr std::uint32_t EventLog = 1;
-inline constexpr std::uint32_t Registry = 2;
-inline constexpr std::uint32_t File = 4;  // everything that is based on file watching
-inline constexpr std::uint32_t Audit = 8;
-inline constexpr std::uint32_t IpsDriver = 512;
-}  // namespace collectorBit
-
-// 1 and 2: the collector has finished starting, either way. 3: it has not.
-namespace collectorState {
-inline constexpr std::uint32_t NotStarted = 3;
-}  // namespace collectorState
-
 namespace deriveFlag {
 inline constexpr std::uint32_t EventLog = 1;
 inline constexpr std::uint32_t Syslog = 2;
 }  // namespace deriveFlag
 
-enum class RolloverType : std::uint32_t { Size = 0, Date = 1, None = 2 };
-
-// Bits of the OS flag word. The ranges decide name and letter.
-namespace osFlag {
-inline constexpr std::uint32_t Windows = 0xFF;
-inline constexpr std::uint32_t Solaris = 0xF00;
-inline constexpr std::uint32_t Aix = 0xE000;
-inline constexpr std::uint32_t Linux = 0xE0000;
-inline constexpr std::uint32_t HpUx = 0x700000;
-inline constexpr std::uint32_t Tru64 = 0x3F000000;
-}  // namespace osFlag
-
-// "windows", "solaris", "aix", "linux", "hpux" or "tru64"; empty for a word of none of them.
-std::wstring_view osNameOf(std::uint32_t flags) noexcept;
-// 'W', 'S', 'L', 'A', 'H', 'T', else 'O'.
-wchar_t osLetterOf(std::uint32_t flags) noexcept;
-
-// Where the logs and the event files lie.
-inline constexpr const wchar_t* kLogFolder = L"../log/";
-
-// What stands for a fact that could not be found.
-inline constexpr const wchar_t* kUnknownFact = L"unknown";
-
-// The settings with a numeric value, each a row of the table in AgentInfo.cpp.
-enum class Setting : std::size_t;
-
 // Threads: accessors read plain fields without a lock, and may be called by any thread; the
-// fields change only in reload, which runs while no other thread reads.
-// The IP address is switched atomically and may be polled at any time by one thread. The
+// fields change only in reload, which runs while no other thread reads them. The IP address is
+// switched atomically: one thread at a time may poll or reload while others ask for it. The
 // collector table has its own lock.
 class AgentInfo {
 public:
@@ -179,13 +142,8 @@ public:
     std::wstring policyInfo(const std::wstring& name) const;
     std::wstring configInfo(const std::wstring& name) const;
 
-    // The collector table.
-    void setCollectorEnabled(std::uint32_t bit, bool enabled) EXCLUDES(*collectorLock_);
-    void setCollectorState(std::uint32_t bit, std::uint32_t state) EXCLUDES(*collectorLock_);
-    bool allCollectorsStarted() const EXCLUDES(*collectorLock_);
-    std::uint32_t collectorStateOf(std::uint32_t bit) const EXCLUDES(*collectorLock_);
-    bool isCollectorEnabled(std::uint32_t bit) const EXCLUDES(*collectorLock_);
-    void disableAllCollectors() EXCLUDES(*collectorLock_);
+    CollectorTable& collectors() noexcept { return collectors_; }
+    const CollectorTable& collectors() const noexcept { return collectors_; }
 
     // "Unsafe Exit On Crash" as it was last read in this process, false before. The log writer
     // asks for each record; it must not have to create the settings, which may be logging
@@ -204,19 +162,8 @@ protected:
     virtual void readFileCollectorConfiguration();
 
 private:
-    static constexpr std::size_t kSettingCount = 53;
-    struct Collector {
-        bool enabled = false;
-        std::uint32_t state = collectorState::NotStarted;
-    };
-
-    std::uint64_t value(Setting setting) const;
-    std::uint32_t number(Setting setting) const;
-    bool flag(Setting setting) const;
-    void setDefaults();
     void readLocalAgentSettings();
     void readAgentSettings();
-    void readProcess();
     void readCompanion();
     void setIpAddress(const std::wstring& address);
 
@@ -226,27 +173,23 @@ private:
     std::array<std::wstring, 2> ipAddresses_;
     std::atomic<const std::wstring*> ipAddress_;
     std::wstring hostName_;
-    std::wstring userName_;
-    std::wstring logonDomain_;
-    std::wstring logonServer_;
+    LogonFacts logon_;
     std::vector<std::wstring> loggedOnUsers_;
-    std::array<std::uint64_t, kSettingCount> values_{};
+    SettingsTable settings_;
     std::uint32_t statisticsFrequency_ = 0;
     RolloverType rolloverType_ = RolloverType::Size;
     std::wstring rolloverValue_;
     std::wstring eventLogFilePath_;
     std::uint32_t deriveFlags_ = 0;
     std::uint32_t processId_ = 0;
-    std::wstring processName_;
-    std::wstring processOwner_;
+    ProcessIdentity process_;
     std::wstring agentFeatures_;
     std::wstring agentId_;
     std::unique_ptr<IniFile> localAgent_;
     std::unique_ptr<IniFile> agent_;
     std::unique_ptr<IniFile> policyInfo_;
     std::unique_ptr<IniFile> configInfo_;
-    const std::unique_ptr<Lock> collectorLock_;
-    std::map<std::uint32_t, Collector> collectors_ GUARDED_BY(*collectorLock_);
+    CollectorTable collectors_;
 };
 
 // A counted reference to the process's settings: the first one reads the files, the last one to

@@ -189,7 +189,7 @@ struct SwitchCase {
 
 template <std::uint32_t Bit>
 std::uint64_t isEnabled(const AgentInfo& info) {
-    return info.isCollectorEnabled(Bit) ? 1 : 0;
+    return info.collectors().isEnabled(Bit) ? 1 : 0;
 }
 template <std::uint32_t Bit>
 std::uint64_t derives(const AgentInfo& info) {
@@ -311,17 +311,18 @@ TEST_F(AgentInfoTest, TheDriverCollectorNeedsItsCompanion) {
     const std::string enabled =
         "[Driver]\nips.enabled=true\n[Agent]\nagent.features=a,b\n"
         "agent.id=42\n";
-    EXPECT_FALSE(load().isCollectorEnabled(collectorBit::IpsDriver));
-    EXPECT_TRUE(load("IPS/agent.ini", enabled).isCollectorEnabled(collectorBit::IpsDriver));
+    EXPECT_FALSE(load().collectors().isEnabled(collectorBit::IpsDriver));
+    EXPECT_TRUE(load("IPS/agent.ini", enabled).collectors().isEnabled(collectorBit::IpsDriver));
     EXPECT_EQ(info_.agentFeatures(), L"a,b");
     EXPECT_EQ(info_.agentId(), L"42");
     folder_.write("agent.ini", "[Collector Management]\nEnable IPS Driver Collector=0\n");
     info_.reload();
-    EXPECT_FALSE(info_.isCollectorEnabled(collectorBit::IpsDriver));
+    EXPECT_FALSE(info_.collectors().isEnabled(collectorBit::IpsDriver));
     EXPECT_FALSE(load("IPS/agent.ini", "[Driver]\nips.enabled=false\n")
-                     .isCollectorEnabled(collectorBit::IpsDriver));
+                     .collectors()
+                     .isEnabled(collectorBit::IpsDriver));
     host_.driver = platform::ServiceState::Stopped;
-    EXPECT_FALSE(load("IPS/agent.ini", enabled).isCollectorEnabled(collectorBit::IpsDriver));
+    EXPECT_FALSE(load("IPS/agent.ini", enabled).collectors().isEnabled(collectorBit::IpsDriver));
 }
 
 TEST_F(AgentInfoTest, InfoFilesAnswerFromTheirFirstSection) {
@@ -370,23 +371,6 @@ TEST_F(AgentInfoTest, OperatingSystems) {
     EXPECT_EQ(info_.osLetter(), L'L');
     EXPECT_EQ(info_.platformName(), L"Linux");
     EXPECT_TRUE(log.messages.empty());
-}
-
-TEST_F(AgentInfoTest, NamesAndLettersOfAllRanges) {
-    const std::tuple<std::uint32_t, const wchar_t*, wchar_t> cases[] = {
-        {0x80, L"windows", L'W'},
-        {0x100, L"solaris", L'S'},
-        {0x8000, L"aix", L'A'},
-        {0x80000, L"linux", L'L'},
-        {0x400000, L"hpux", L'H'},
-        {0x20000000, L"tru64", L'T'},
-        {0x1000, L"", L'O'},
-        {0x28000, L"aix", L'L'},  // name and letter ask in other orders
-        {0, L"", L'O'}};
-    for (const auto& [flags, name, letter] : cases) {
-        EXPECT_EQ(osNameOf(flags), name) << flags;
-        EXPECT_EQ(osLetterOf(flags), letter) << flags;
-    }
 }
 
 TEST_F(AgentInfoTest, FactsOfTheHostAndTheirFallbacks) {
@@ -448,25 +432,6 @@ TEST_F(AgentInfoTest, PollsTheAddress) {
         L"Agent IP Address : 10.0.0.2", L"New IP Address : 10.0.0.2",
         L"Agent IP Address : 10.0.0.2"};
     EXPECT_EQ(log.debugLines, expected);
-}
-
-TEST_F(AgentInfoTest, CollectorTable) {
-    EXPECT_EQ(info_.collectorStateOf(1), 3u);
-    EXPECT_TRUE(info_.allCollectorsStarted());
-    info_.setCollectorEnabled(1, true);
-    info_.setCollectorEnabled(4, true);
-    EXPECT_FALSE(info_.allCollectorsStarted());
-    info_.setCollectorState(1, 1);
-    info_.setCollectorState(4, 2);
-    EXPECT_TRUE(info_.allCollectorsStarted());
-    info_.setCollectorEnabled(1, true);  // keeps the state
-    EXPECT_EQ(info_.collectorStateOf(1), 1u);
-    info_.setCollectorEnabled(1, false);
-    EXPECT_EQ(info_.collectorStateOf(1), 3u);
-    EXPECT_TRUE(info_.allCollectorsStarted());
-    info_.disableAllCollectors();
-    EXPECT_FALSE(info_.isCollectorEnabled(4));
-    EXPECT_EQ(info_.collectorStateOf(4), 3u);
 }
 
 }  // namespace
