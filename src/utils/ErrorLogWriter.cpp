@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <limits>
 #include <optional>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "utils/FileIO.h"
 #include "utils/IniFile.h"
 #include "utils/RotatingLog.h"
+#include "utils/SharedCatalogue.h"
 #include "utils/SignalledStore.h"
 #include "utils/Text.h"
 
@@ -27,19 +29,36 @@ constexpr std::wstring_view kEventOnlyCode = L"IA_0033";
 
 using Queue = SignalledStore<LogRecord>;
 
+// Many more than there are rows about a log's own rollover.
+constexpr std::size_t kMaxOwnMessages = 64;
+
 // The log counts in bytes: more kilobytes than that would overflow.
 constexpr std::uint64_t kMaxLogSizeKb = std::numeric_limits<std::int64_t>::max() / 1024;
 
-AgentEventOrigin originOf(const AgentInfo& info) {
+// All but the address, which changes while the process runs.
+AgentEventOrigin fixedOriginOf(const AgentInfo& info) {
     AgentEventOrigin origin;
     origin.processId = info.processId();
     origin.processName = info.processName();
     origin.processOwner = info.processOwner();
-    origin.ipAddress = info.ipAddress();
     origin.hostName = info.hostName();
     origin.logonDomain = info.logonDomain();
     return origin;
 }
+
+// The writer whose log the calling thread is writing, null at other times.
+constinit thread_local const void* writing = nullptr;
+
+class WritingScope {
+public:
+    explicit WritingScope(const void* writer) noexcept : before_(std::exchange(writing, writer)) {}
+    ~WritingScope() { writing = before_; }
+    WritingScope(const WritingScope&) = delete;
+    WritingScope& operator=(const WritingScope&) = delete;
+
+private:
+    const void* const before_;
+};
 
 }  // namespace
 
@@ -72,6 +91,7 @@ private:
     void writeLine(const std::wstring& line) EXCLUDES(*lock_);
     AgentEventOrigin origin() EXCLUDES(*lock_);
     void countAndForward(const LogRecord& record);
+    void submitOwn(const LogRecord& record) EXCLUDES(*lock_);
 
     const std::wstring path_;
     std::atomic<bool> started_{false};
@@ -80,12 +100,17 @@ private:
     const std::unique_ptr<Lock> lock_;
     std::unique_ptr<RotatingLog> log_ GUARDED_BY(*lock_);
     bool isLogOpen_ GUARDED_BY(*lock_) = false;
+    // What the log had to say about itself since start.
+    std::set<std::wstring> ownMessages_ GUARDED_BY(*lock_);
     // A store serves one run. The stores of former runs stay, for a thread may just be about to
     // push onto one.
     std::vector<std::unique_ptr<Queue>> queues_;
     std::atomic<Queue*> queue_{nullptr};
     std::unique_ptr<Thread> thread_;
-    std::optional<AgentInfoRef> settings_ GUARDED_BY(*lock_);  // from start to stop
+    std::optional<AgentInfoRef> settings_ GUARDED_BY(*lock_);   // from start to stop
+    std::optional<CatalogueRef> catalogue_ GUARDED_BY(*lock_);  // likewise
+    // Taken at the start, so that the settings can be read anew while the writer's thread runs.
+    AgentEventOrigin fixedOrigin_ GUARDED_BY(*lock_);
     AgentEventSink* sink_ = nullptr;
     std::array<std::atomic<std::uint32_t>, 3> counters_{};  // by severity
 };
@@ -100,7 +125,10 @@ bool ErrorLogWriter::State::start(OpenLog when, Runnable& runnable) {
     }
     {
         const ScopedLock guard(*lock_);
+        catalogue_.emplace();
+        ownMessages_.clear();
         AgentInfo& settings = *settings_.emplace();
+        fixedOrigin_ = fixedOriginOf(settings);
         queue().setLimit(settings.errorLogQueueLimit());
         log_ = std::make_unique<RotatingLog>(
             path_, settings.errorLogBackups(),
@@ -109,6 +137,7 @@ bool ErrorLogWriter::State::start(OpenLog when, Runnable& runnable) {
         if (when == OpenLog::AtStart && !openLog()) {
             log_.reset();
             settings_.reset();
+            catalogue_.reset();
             return false;
         }
     }
@@ -140,6 +169,7 @@ void ErrorLogWriter::State::stop(Drain drain) {
         log_.reset();
         isLogOpen_ = false;
         settings_.reset();
+        catalogue_.reset();
     }
     if (sink_ != nullptr) {
         sink_->drain();
@@ -147,9 +177,24 @@ void ErrorLogWriter::State::stop(Drain drain) {
 }
 
 void ErrorLogWriter::State::submit(const LogRecord& record) {
-    if (AgentInfo::isLoggingSynchronous()) {
+    if (writing == this) {
+        submitOwn(record);
+    } else if (AgentInfo::isLoggingSynchronous()) {
         process(record);
     } else {
+        queue().pushChecked(record);
+    }
+}
+
+// What writing a line has to say itself, such as that an old backup cannot be deleted, is queued
+// once: the line that tells it would be the next one to cause it, for ever. Debug lines, which
+// differ each time, are not queued at all.
+void ErrorLogWriter::State::submitOwn(const LogRecord& record) {
+    if (record.severity == Severity::Debug) {
+        return;
+    }
+    const ScopedLock guard(*lock_);
+    if (ownMessages_.size() < kMaxOwnMessages && ownMessages_.insert(messageOf(record)).second) {
         queue().pushChecked(record);
     }
 }
@@ -172,6 +217,7 @@ void ErrorLogWriter::State::process(const LogRecord& record) {
 }
 
 bool ErrorLogWriter::State::openLog() {
+    const WritingScope scope(this);
     if (!log_->open()) {
         FileIO::MakeDirectoryPath(FileIO::GetDirectory(path_));
         if (!log_->open()) {
@@ -188,6 +234,7 @@ void ErrorLogWriter::State::writeLine(const std::wstring& line) {
     if (log_ == nullptr) {
         return;
     }
+    const WritingScope scope(this);
     if (!isLogOpen_ && !openLog()) {
         started_.store(false, std::memory_order_release);
         return;
@@ -197,7 +244,11 @@ void ErrorLogWriter::State::writeLine(const std::wstring& line) {
 
 AgentEventOrigin ErrorLogWriter::State::origin() {
     const ScopedLock guard(*lock_);
-    return settings_.has_value() ? originOf(**settings_) : AgentEventOrigin();
+    AgentEventOrigin origin = fixedOrigin_;
+    if (settings_.has_value()) {
+        origin.ipAddress = (*settings_)->ipAddress();
+    }
+    return origin;
 }
 
 void ErrorLogWriter::State::countAndForward(const LogRecord& record) {

@@ -6,20 +6,10 @@
 #include "utils/ErrorLogWriter.h"
 #include "utils/LogRecord.h"
 #include "utils/LogSink.h"
-#include "utils/MessageCatalogue.h"
-#include "utils/SharedSingleton.h"
+#include "utils/SharedCatalogue.h"
 #include "utils/Text.h"
 
 namespace lathwind {
-
-template <>
-struct SingletonTraits<MessageCatalogue> {
-    static std::unique_ptr<MessageCatalogue> create() {
-        return platformFactory.createMessageCatalogue();
-    }
-    static void load(MessageCatalogue&) {}
-};
-
 namespace {
 
 constexpr std::array<std::wstring_view, kModuleCount> kModuleNames = {
@@ -83,7 +73,7 @@ bool hasLogSink() noexcept {
 
 std::wstring loadRow(int messageId, int size) {
     std::wstring text(static_cast<std::size_t>(size), L'\0');
-    const SharedSingleton<MessageCatalogue>::Reference catalogue;
+    const CatalogueRef catalogue;
     const int count = catalogue->load(messageId, text.data(), size);
     text.resize(static_cast<std::size_t>(count));
     replaceAll(text, L"%P", L"Tessarin Ravenmark");

@@ -10,6 +10,7 @@
 #include "support/TempDir.h"
 #include "utils/AgentInfo.h"
 #include "utils/ErrorLogWriter.h"
+#include "utils/LogSink.h"
 #include "utils/platform/PlatformFactory.h"
 
 namespace lathwind {
@@ -40,6 +41,19 @@ public:
     int drains = 0;
 };
 
+class LogTo : public LogSink {
+public:
+    explicit LogTo(ErrorLogWriter& writer) : writer_(writer) { setLogSink(this); }
+    ~LogTo() override { setLogSink(nullptr); }
+    LogTo(const LogTo&) = delete;
+    LogTo& operator=(const LogTo&) = delete;
+    void debugOutput(std::wstring_view, int, std::wstring_view text) override;
+    void messageOutput(Severity severity, std::wstring_view text) override;
+
+private:
+    ErrorLogWriter& writer_;
+};
+
 LogRecord makeRecord(Severity severity, const std::wstring& text) {
     LogRecord record;
     record.line = detail::messageLine(severity, L"T", ModuleId::Utils, text);
@@ -47,6 +61,14 @@ LogRecord makeRecord(Severity severity, const std::wstring& text) {
     record.severity = severity;
     record.module = L"Utils Module";
     return record;
+}
+
+// What the code under test logs comes back to the writer under test.
+void LogTo::debugOutput(std::wstring_view, int, std::wstring_view text) {
+    writer_.submit(makeRecord(Severity::Debug, std::wstring(text)));
+}
+void LogTo::messageOutput(Severity severity, std::wstring_view text) {
+    writer_.submit(makeRecord(severity, std::wstring(text)));
 }
 
 constexpr char kBanner[] = "\nVersion 4.7.3.612 2K/XP/2003/2008/2012\n\n";
@@ -167,6 +189,42 @@ TEST_F(ErrorLogWriterTest, DropsEverythingWithoutALog) {
     EXPECT_FALSE(writer_.isStarted());
     EXPECT_EQ(writer_.errorCount(), 0u);
     EXPECT_TRUE(sink_.events.empty());
+}
+
+// A log that is full and whose oldest backup cannot be deleted complains at each write. The
+// complaint is written to that very log.
+TEST_F(ErrorLogWriterTest, SaysOnceThatItCannotRollOver) {
+    const std::string log = "log/QVRIDSService.log";
+    folder_.write(log, std::string(6 << 20, 'x') + "\n");
+    for (int backup = 1; backup <= 9; ++backup) {
+        folder_.write(log + "." + std::to_string(backup), "old");
+    }
+    folder_.write(log + ".10/in the way", "a folder is not deleted as a file");
+    folder_.write("LocalAgent.ini", "[Log Debugs]\nUnsafe Exit On Crash=1\n");
+    AgentInfo settings(SettingsPaths::in(folder_.path(L""), folder_.path(L"")));
+    const LogTo loop(writer_);
+    for (const bool synchronous : {false, true}) {
+        ASSERT_TRUE(writer_.start());  // the banner is the first line that finds the log full
+        writer_.submit(makeRecord(Severity::Status, L"first"));
+        EXPECT_TRUE(writer_.step(0));
+        if (synchronous) {
+            settings.reload();
+        }
+        writer_.submit(makeRecord(Severity::Status, L"second"));
+        writer_.submit(makeRecord(Severity::Status, L"third"));
+        EXPECT_TRUE(writer_.step(0));
+        writer_.stop();
+    }
+    folder_.write("LocalAgent.ini", "");
+    settings.reload();
+    const std::string text = contents().substr(6 << 20);
+    std::size_t complaints = 0;
+    for (std::size_t at = 0; (at = text.find("UT_0042", at)) != std::string::npos; ++at) {
+        ++complaints;
+    }
+    EXPECT_EQ(complaints, 2u);  // one in each run of the writer
+    EXPECT_NE(text.find("UT_0043: Could not rename"), std::string::npos);
+    EXPECT_NE(text.find("third"), std::string::npos);
 }
 
 TEST_F(ErrorLogWriterTest, ForwardsEventsAndCounts) {
