@@ -328,9 +328,10 @@ bool initDebugLog(OpenLog when) {
     IniFile settings;
     const bool isRead = settings.load(L"..\\system\\LocalAgent.ini");
     for (std::size_t i = 0; i < kModuleCount; ++i) {
-        const std::wstring key = moduleName(static_cast<ModuleId>(i));
-        const bool on = isRead && settings.getInteger<std::uint32_t>(L"Log Debugs", key, 0) != 0;
-        detail::moduleFlags[i].store(on ? detail::kDebugBit : 0, std::memory_order_relaxed);
+        const auto module = static_cast<ModuleId>(i);
+        const std::wstring key = moduleName(module);
+        detail::setDebug(module,
+                         isRead && settings.getInteger<std::uint32_t>(L"Log Debugs", key, 0) != 0);
     }
     return ErrorLogWriter::instance().start(when);
 }

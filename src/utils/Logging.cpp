@@ -67,8 +67,13 @@ namespace detail {
 
 constinit std::atomic<std::uint32_t> moduleFlags[kModuleCount] = {};
 
-bool hasLogSink() noexcept {
-    return installedSink.load(std::memory_order_acquire) != nullptr;
+void setDebug(ModuleId module, bool on) noexcept {
+    std::atomic<std::uint32_t>& flags = moduleFlags[static_cast<std::size_t>(module)];
+    if (on) {
+        flags.fetch_or(kDebugBit, std::memory_order_relaxed);
+    } else {
+        flags.fetch_and(~kDebugBit, std::memory_order_relaxed);
+    }
 }
 
 std::wstring loadRow(int messageId, int size) {
@@ -122,6 +127,10 @@ void writeDebug(ModuleId module, SourceLine where, std::wstring_view format,
         sink->debugOutput(sourcePath(where.file), where.line, text);
         return;
     }
+    if ((moduleFlags[static_cast<std::size_t>(module)].load(std::memory_order_relaxed) &
+         kDebugBit) == 0) {
+        return;  // a sink has just gone
+    }
     LogRecord record;
     record.line = debugLine(timeColumn(), module, where, text);
     record.severity = Severity::Debug;
@@ -155,6 +164,13 @@ std::wstring getMessage(int messageId) {
 
 void setLogSink(LogSink* sink) noexcept {
     installedSink.store(sink, std::memory_order_release);
+    for (std::atomic<std::uint32_t>& flags : detail::moduleFlags) {
+        if (sink != nullptr) {
+            flags.fetch_or(detail::kSinkBit, std::memory_order_relaxed);
+        } else {
+            flags.fetch_and(~detail::kSinkBit, std::memory_order_relaxed);
+        }
+    }
 }
 
 LogSink* logSink() noexcept {

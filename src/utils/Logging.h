@@ -42,14 +42,16 @@ inline constexpr std::size_t kModuleCount = 18;
 std::wstring moduleName(ModuleId module);
 
 namespace detail {
-inline constexpr std::uint32_t kDebugBit = 8;
-// Written by initDebugLog (and by setDebug) only, read by every debugLog.
+inline constexpr std::uint32_t kDebugBit = 8;  // the module's switch
+// Set in every module's word while a LogSink is installed, so that debugLog makes one test only.
+inline constexpr std::uint32_t kSinkBit = 0x80000000;
+// Read by every debugLog.
 extern std::atomic<std::uint32_t> moduleFlags[kModuleCount];
+void setDebug(ModuleId module, bool on) noexcept;
 void writeDebug(ModuleId module, SourceLine where, std::wstring_view format,
                 std::span<const FormatArg> args);
 void writeCatalogued(Severity severity, ModuleId module, int messageId,
                      std::span<const FormatArg> args);
-bool hasLogSink() noexcept;
 
 // The texts of lines, apart from where they go.
 // The row with %P and %S replaced, cut to fit a buffer of `size` units; empty for an unknown id.
@@ -76,10 +78,10 @@ struct DebugFormat {
         : text(literal), where(at) {}
 };
 
+// Does a debug line of the module go anywhere?
 inline bool isDebugOn(ModuleId module) noexcept {
-    const auto flags =
-        detail::moduleFlags[static_cast<std::size_t>(module)].load(std::memory_order_relaxed);
-    return (flags & detail::kDebugBit) != 0 || detail::hasLogSink();
+    const auto index = static_cast<std::size_t>(module);
+    return detail::moduleFlags[index].load(std::memory_order_relaxed) != 0;
 }
 
 // With the module's switch off this costs one array read and one test; the arguments are

@@ -108,6 +108,17 @@ TEST_F(Logging, ASinkOverridesTheSwitches) {
     EXPECT_EQ(log.debugLines, std::vector<std::wstring>{L"x has 3"});
 }
 
+TEST_F(Logging, TheSwitchOutlivesASink) {
+    for (const bool on : {true, false}) {
+        {
+            const LogCapture log;
+            detail::setDebug(ModuleId::Main, on);
+            EXPECT_TRUE(isDebugOn(ModuleId::Main));
+        }
+        EXPECT_EQ(isDebugOn(ModuleId::Main), on);
+    }
+}
+
 TEST_F(Logging, NamesTheModules) {
     EXPECT_EQ(moduleName(ModuleId::EventLogCollector), L"Event Log Collector");
     EXPECT_EQ(moduleName(ModuleId::WtmpsCollector), L"WTMPS Collector");
