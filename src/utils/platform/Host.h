@@ -53,7 +53,8 @@ public:
     // FileNotFound for an unset variable.
     virtual ErrorCode environment(const std::wstring& name, std::wstring& value) = 0;
     virtual ErrorCode hostName(std::wstring& name) = 0;
-    virtual ErrorCode ipAddress(std::wstring& dotted) = 0;  // the first one of the host's name
+    // One IPv4 address of the host.
+    virtual ErrorCode ipAddress(std::wstring& dotted) = 0;
     virtual ServiceState serviceState(const std::wstring& name) = 0;
 
     // Wow64DisableWow64FsRedirection and its revert; CallNotImplemented where they are absent.

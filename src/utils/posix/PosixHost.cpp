@@ -6,7 +6,9 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
-#include <netdb.h>
+#include <ifaddrs.h>
+#include <memory>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
@@ -56,6 +58,19 @@ bool isUnitName(const std::string& name) {
                "_-.:@") == std::string::npos;
 }
 
+// The first IPv4 address of an interface that is up, among the loopback ones or the others.
+const sockaddr* firstAddress(const ifaddrs* entry, bool ofLoopback) {
+    for (; entry != nullptr; entry = entry->ifa_next) {
+        const bool isUp = (entry->ifa_flags & IFF_UP) != 0;
+        const bool isLoopback = (entry->ifa_flags & IFF_LOOPBACK) != 0;
+        if (isUp && isLoopback == ofLoopback && entry->ifa_addr != nullptr &&
+            entry->ifa_addr->sa_family == AF_INET) {
+            return entry->ifa_addr;
+        }
+    }
+    return nullptr;
+}
+
 std::int32_t biasOf(const std::tm& local) {
     return static_cast<std::int32_t>(-local.tm_gmtoff / 60);
 }
@@ -76,9 +91,10 @@ public:
     void setLastError(ErrorCode code) override { lastErrorOfThread = code; }
     ErrorCode lastError() override { return lastErrorOfThread; }
 
-    // Platform 0 is none that the program tells apart: it reports "another platform".
+    // The kernel's version.
     ErrorCode osVersion(bool /*extendedForm*/, platform::OsVersion& version) override {
         version = {};
+        version.platform = platform::osPlatform::Linux;
         utsname names{};
         if (::uname(&names) != 0) {
             return errorFromErrno(errno);
@@ -126,23 +142,25 @@ public:
         return error::Success;
     }
 
+    // The first address of an interface that is up, loopback last. The name service is not asked:
+    // it may be a network away, and often knows the host by a loopback address only.
     ErrorCode ipAddress(std::wstring& dotted) override {
-        char host[1024] = {};
-        if (::gethostname(host, sizeof host - 1) != 0) {
+        ifaddrs* list = nullptr;
+        if (::getifaddrs(&list) != 0) {
             return errorFromErrno(errno);
         }
-        addrinfo hints{};
-        hints.ai_family = AF_INET;
-        hints.ai_socktype = SOCK_STREAM;
-        addrinfo* list = nullptr;
-        if (::getaddrinfo(host, nullptr, &hints, &list) != 0 || list == nullptr) {
+        const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, ::freeifaddrs);
+        const sockaddr* best = firstAddress(list, false);
+        if (best == nullptr) {
+            best = firstAddress(list, true);
+        }
+        if (best == nullptr) {
             return error::NotFound;
         }
-        const auto* address = reinterpret_cast<const sockaddr_in*>(list->ai_addr);
+        sockaddr_in address{};
+        std::memcpy(&address, best, sizeof address);
         char text[INET_ADDRSTRLEN] = {};
-        const bool printed = ::inet_ntop(AF_INET, &address->sin_addr, text, sizeof text) != nullptr;
-        ::freeaddrinfo(list);
-        if (!printed) {
+        if (::inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr) {
             return errorFromErrno(errno);
         }
         dotted = widenAscii(text);

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "utils/Text.h"
 #include "utils/platform/Host.h"
@@ -70,6 +72,16 @@ TEST(HostContract, HostHasAName) {
     EXPECT_EQ(platform::host().osVersion(true, version), error::Success);
     EXPECT_NE(version.major, 0u);
     EXPECT_NE(platform::host().serviceState(L"surely-no-service"), platform::ServiceState::Running);
+}
+
+TEST(HostContract, AddressIsDotted) {
+    std::wstring address;
+    if (platform::host().ipAddress(address) == error::Success) {
+        EXPECT_EQ(std::count(address.begin(), address.end(), L'.'), 3);
+        EXPECT_EQ(address.find_first_not_of(L"0123456789."), std::wstring::npos);
+    } else {
+        EXPECT_TRUE(address.empty());  // a host without a network
+    }
 }
 
 TEST(HostContract, OutputTakesAnyText) {
