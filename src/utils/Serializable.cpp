@@ -51,17 +51,21 @@ bool writeFrom(std::ostream& stream, const void* block, std::size_t bytes) {
     return !stream.fail();
 }
 
-// The one allocation of a string read. Both passes are vectorised: index arithmetic by the
-// compiler, the search for a zero by the library.
+// The one allocation of a string read. A zero unit ends the text.
 void decodeUnits(const char* bytes, std::size_t units, std::wstring& text) {
     text.resize(units);
-    wchar_t* out = text.data();
-    for (std::size_t i = 0; i < units; ++i) {
-        const auto low = static_cast<unsigned char>(bytes[2 * i]);
-        const auto high = static_cast<unsigned char>(bytes[2 * i + 1]);
-        out[i] = static_cast<wchar_t>(low | high << 8);
+    wchar_t* const begin = text.data();
+    wchar_t* out = begin;
+    for (const char* const end = bytes + 2 * units; bytes != end; bytes += 2) {
+        const auto low = static_cast<unsigned char>(bytes[0]);
+        const auto high = static_cast<unsigned char>(bytes[1]);
+        const auto unit = static_cast<wchar_t>(low | high << 8);
+        if (unit == L'\0') {
+            break;
+        }
+        *out++ = unit;
     }
-    text.resize(std::min(units, text.find(L'\0')));
+    text.resize(static_cast<std::size_t>(out - begin));
 }
 
 void encodeUnits(const std::wstring& text, char* bytes) {

@@ -9,8 +9,10 @@
 #include <ostream>
 #include <streambuf>
 #include <string>
+#include <type_traits>
 
 #include "utils/Exceptions.h"
+#include "utils/LittleEndian.h"
 
 namespace lathwind {
 
@@ -53,6 +55,9 @@ private:
 };
 
 namespace detail {
+
+template <class T>
+using Stored = std::conditional_t<std::same_as<T, bool>, std::uint8_t, T>;
 
 // The buffered part of a stream, reached by the names that a stream buffer keeps for its derived
 // classes. A state file of a million entities is some forty million small fields: taken straight
@@ -103,28 +108,16 @@ inline void Serializable::Read(std::istream& stream, void* block, std::size_t by
 
 template <std::integral T>
 void Serializable::Write(std::ostream& stream, const T& value) {
-    unsigned char bytes[sizeof(T)];
-    auto rest = static_cast<std::uint64_t>(value);
-    for (unsigned char& byte : bytes) {
-        byte = static_cast<unsigned char>(rest);
-        rest >>= 8;
-    }
+    std::byte bytes[sizeof(T)];
+    storeLittleEndian(bytes, static_cast<detail::Stored<T>>(value));
     Write(stream, bytes, sizeof bytes);
 }
 
 template <std::integral T>
 void Serializable::Read(std::istream& stream, T& value) {
-    unsigned char bytes[sizeof(T)];
+    std::byte bytes[sizeof(T)];
     Read(stream, bytes, sizeof bytes);
-    std::uint64_t result = 0;
-    for (std::size_t i = sizeof bytes; i-- > 0;) {
-        result = result << 8 | bytes[i];
-    }
-    if constexpr (std::same_as<T, bool>) {
-        value = result != 0;
-    } else {
-        value = static_cast<T>(result);
-    }
+    value = static_cast<T>(loadLittleEndian<detail::Stored<T>>(bytes));
 }
 
 }  // namespace lathwind
