@@ -6,7 +6,8 @@
 
 #include "utils/platform/Errors.h"
 
-// Accounts, groups and rights. SIDs are in textual form.
+// Accounts, groups and rights. SIDs are in textual form. A list that is handed in is emptied first,
+// unless told otherwise.
 namespace lathwind::platform {
 
 struct AccountName {
@@ -43,8 +44,7 @@ public:
     virtual ErrorCode addRights(const std::wstring& account,
                                 const std::vector<std::wstring>& rights, RightsStep& failed) = 0;
     virtual ErrorCode removeRights(const std::wstring& account,
-                                   const std::vector<std::wstring>& rights,
-                                   RightsStep& failed) = 0;
+                                   const std::vector<std::wstring>& rights, RightsStep& failed) = 0;
     virtual ErrorCode enumerateRights(const std::wstring& account,
                                       std::vector<std::wstring>& rights, RightsStep& failed) = 0;
 

@@ -15,9 +15,9 @@ struct ProcessEntry {
 };
 
 struct ProcessFacts {
-    std::wstring image;        // file name, without its folder
-    std::wstring path;         // full path, empty where it cannot be had
-    std::wstring ownerName;    // account name, empty where it cannot be had
+    std::wstring image;      // file name, without its folder
+    std::wstring path;       // full path, empty where it cannot be had
+    std::wstring ownerName;  // account name, empty where it cannot be had
     std::wstring ownerDomain;
     std::uint32_t parentId = 0;
     std::uint32_t sessionId = 0;
@@ -28,7 +28,7 @@ class Processes {
 public:
     virtual ~Processes() = default;
     virtual std::uint32_t currentId() = 0;
-    virtual ErrorCode list(std::vector<ProcessEntry>& processes) = 0;
+    virtual ErrorCode list(std::vector<ProcessEntry>& processes) = 0;  // emptied first
     // InvalidParameter for an id that no process has.
     virtual ErrorCode query(std::uint32_t id, ProcessFacts& facts) = 0;
     virtual ErrorCode terminate(std::uint32_t id) = 0;

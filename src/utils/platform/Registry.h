@@ -7,7 +7,8 @@
 
 #include "utils/platform/Errors.h"
 
-// The registry. Linux has none: every operation there answers FileNotFound.
+// The registry. Linux has none: every operation there answers FileNotFound. A list that is handed
+// in is emptied first.
 namespace lathwind::platform {
 
 enum class RegistryHive { LocalMachine, CurrentUser };
@@ -37,8 +38,7 @@ public:
     virtual ErrorCode enumerateKeys(RegistryHive hive, const std::wstring& key,
                                     std::uint32_t access, std::vector<std::wstring>& names) = 0;
     virtual ErrorCode enumerateValues(RegistryHive hive, const std::wstring& key,
-                                      std::uint32_t access,
-                                      std::vector<RegistryValue>& values) = 0;
+                                      std::uint32_t access, std::vector<RegistryValue>& values) = 0;
 };
 
 }  // namespace lathwind::platform

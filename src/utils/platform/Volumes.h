@@ -6,7 +6,8 @@
 
 #include "utils/platform/Errors.h"
 
-// Drives, volumes and mount points. Roots end in a backslash ("c:\").
+// Drives, volumes and mount points. Roots end in a backslash ("c:\"). A list that is handed in is
+// emptied first.
 namespace lathwind::platform {
 
 // GetDriveTypeW's answers.

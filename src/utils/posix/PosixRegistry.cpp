@@ -13,11 +13,13 @@ public:
         return platform::error::FileNotFound;
     }
     ErrorCode enumerateKeys(platform::RegistryHive, const std::wstring&, std::uint32_t,
-                            std::vector<std::wstring>&) override {
+                            std::vector<std::wstring>& names) override {
+        names.clear();
         return platform::error::FileNotFound;
     }
     ErrorCode enumerateValues(platform::RegistryHive, const std::wstring&, std::uint32_t,
-                              std::vector<platform::RegistryValue>&) override {
+                              std::vector<platform::RegistryValue>& values) override {
+        values.clear();
         return platform::error::FileNotFound;
     }
 };

@@ -40,7 +40,7 @@ ErrorCode WinAccounts::accountOfSid(const std::wstring& sid, platform::AccountNa
 }
 
 ErrorCode WinAccounts::sidOfAccount(const std::wstring& account, std::wstring& sid) {
-    std::byte bytes[SECURITY_MAX_SID_SIZE];
+    alignas(SID) std::byte bytes[SECURITY_MAX_SID_SIZE];
     DWORD size = sizeof bytes;
     std::wstring domain(64, L'\0');
     auto domainUnits = static_cast<DWORD>(domain.size());
@@ -70,7 +70,7 @@ ErrorCode WinAccounts::wellKnownSid(std::int32_t type, std::wstring& sid) {
     if (create == nullptr) {
         return ERROR_PROC_NOT_FOUND;
     }
-    std::byte bytes[SECURITY_MAX_SID_SIZE];
+    alignas(SID) std::byte bytes[SECURITY_MAX_SID_SIZE];
     DWORD size = sizeof bytes;
     return create(static_cast<WELL_KNOWN_SID_TYPE>(type), nullptr, bytes, &size)
                ? sidToText(bytes, sid)
@@ -80,6 +80,7 @@ ErrorCode WinAccounts::wellKnownSid(std::int32_t type, std::wstring& sid) {
 // --- Groups ---
 
 ErrorCode WinAccounts::groupMembers(const std::wstring& group, Names& sids) {
+    sids.clear();
     DWORD_PTR resume = 0;
     DWORD code = ERROR_MORE_DATA;
     while (code == ERROR_MORE_DATA) {
@@ -100,6 +101,7 @@ ErrorCode WinAccounts::groupMembers(const std::wstring& group, Names& sids) {
 }
 
 ErrorCode WinAccounts::localGroupsOf(const std::wstring& user, Names& groups) {
+    groups.clear();
     UniqueNetBuffer<BYTE> buffer;
     DWORD read = 0;
     DWORD total = 0;
@@ -227,6 +229,7 @@ ErrorCode WinAccounts::removeRights(const std::wstring& account, const Names& ri
 
 ErrorCode WinAccounts::enumerateRights(const std::wstring& account, Names& rights,
                                        RightsStep& failed) {
+    rights.clear();
     failed = RightsStep::None;
     RightsHolder holder;
     ErrorCode code = holder.open(account, POLICY_LOOKUP_NAMES, failed);

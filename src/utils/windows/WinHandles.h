@@ -88,9 +88,14 @@ Function entryPoint(const wchar_t* library, const char* name) noexcept {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
 }
 
-// The last error after a call that answered false, Success after one that answered true.
+// The last error after a call that answered false, Success after one that answered true. A call
+// that fails without leaving a code must not pass for one that worked.
 inline DWORD resultOf(BOOL answer) noexcept {
-    return answer ? ERROR_SUCCESS : ::GetLastError();
+    if (answer) {
+        return ERROR_SUCCESS;
+    }
+    const DWORD code = ::GetLastError();
+    return code != ERROR_SUCCESS ? code : ERROR_GEN_FAILURE;
 }
 
 }  // namespace lathwind::windows

@@ -76,6 +76,7 @@ public:
     std::uint32_t currentId() override { return ::GetCurrentProcessId(); }
 
     ErrorCode list(std::vector<ProcessEntry>& processes) override {
+        processes.clear();
         const UniqueHandle snapshot(validHandle(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0)));
         if (!snapshot) {
             return ::GetLastError();

@@ -76,6 +76,7 @@ public:
 
     ErrorCode enumerateKeys(RegistryHive hive, const std::wstring& key, std::uint32_t access,
                             std::vector<std::wstring>& names) override {
+        names.clear();
         UniqueKey handle;
         ErrorCode code = openKey(hive, key, access, handle);
         for (DWORD index = 0; code == ERROR_SUCCESS; ++index) {
@@ -92,6 +93,7 @@ public:
 
     ErrorCode enumerateValues(RegistryHive hive, const std::wstring& key, std::uint32_t access,
                               std::vector<RegistryValue>& values) override {
+        values.clear();
         UniqueKey handle;
         ErrorCode code = openKey(hive, key, access, handle);
         std::wstring room(kLongestValueName + 1, L'\0');

@@ -33,6 +33,7 @@ void splitList(const wchar_t* buffer, std::vector<std::wstring>& list) {
 class WinVolumes final : public platform::Volumes {
 public:
     ErrorCode drives(std::vector<std::wstring>& roots) override {
+        roots.clear();
         std::wstring buffer(kPathUnits, L'\0');
         const auto room = [&] { return static_cast<DWORD>(buffer.size()) - 1; };
         DWORD length = ::GetLogicalDriveStringsW(room(), buffer.data());
@@ -48,6 +49,7 @@ public:
     }
 
     ErrorCode mountPoints(const std::wstring& root, std::vector<std::wstring>& points) override {
+        points.clear();
         const NoMediaDialog quiet;
         wchar_t point[kPathUnits];
         const UniqueVolumeMountPoint search(

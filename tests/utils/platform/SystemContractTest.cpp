@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 
 #include "support/TempDir.h"
@@ -107,6 +108,32 @@ TEST(VolumesContract, AnAbsentDrive) {
     EXPECT_NE(platform::volumes().dosDevice(L"b:", text), error::Success);
     std::vector<std::wstring> points;
     EXPECT_NE(platform::volumes().mountPoints(L"b:\\", points), error::Success);
+}
+
+// What a list held before the call is no part of the answer, whether the call worked or not.
+TEST(SystemContract, ListsAreEmptiedFirst) {
+    const std::wstring old = L"surely nobody's";
+    using Names = std::vector<std::wstring>;
+    const auto hive = platform::RegistryHive::LocalMachine;
+    const std::function<void(Names&)> calls[] = {
+        [](Names& list) { platform::volumes().drives(list); },
+        [](Names& list) { platform::volumes().mountPoints(L"b:\\", list); },
+        [&](Names& list) { platform::accounts().groupMembers(old, list); },
+        [&](Names& list) { platform::accounts().localGroupsOf(old, list); },
+        [&](Names& list) {
+            platform::Accounts::RightsStep step{};
+            platform::accounts().enumerateRights(old, list, step);
+        },
+        [&](Names& list) { platform::registry().enumerateKeys(hive, old, 9, list); },
+    };
+    for (const auto& call : calls) {
+        Names list{old};
+        call(list);
+        EXPECT_EQ(std::count(list.begin(), list.end(), old), 0) << &call - calls;
+    }
+    std::vector<platform::ProcessEntry> processes{{0xFFFFFFF0u, 0, old}};
+    platform::processes().list(processes);
+    EXPECT_NE(processes.front().image, old);
 }
 
 TEST(LibrariesContract, WhatIsNotThere) {
