@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "filewatch/windows/WinPathMapping.h"
+#include "utils/AgentInfo.h"
 #include "utils/Logging.h"
 #include "utils/Text.h"
 #include "utils/platform/PlatformFactory.h"
@@ -69,8 +70,12 @@ void addMountPoints(const std::wstring& root, std::set<std::wstring>& names) {
 
 }  // namespace
 
+bool IsFloppyPollingDisabled() {
+    return AgentInfoRef()->disableFloppyPolling();
+}
+
 WinMountInfo::WinMountInfo(std::wstring mountPoint, std::wstring mountPath, MountType type,
-                           std::uint32_t mask, bool skipFloppies)
+                           std::uint32_t mask, FloppyRule skipFloppies)
     : MountInfo(std::move(mountPoint), std::move(mountPath), type, mask),
       skipFloppies_(skipFloppies) {}
 
@@ -78,7 +83,7 @@ void WinMountInfo::Refresh() {
     if (platform::volumes().volumeName(mountPoint_, volumeName_) != error::Success) {
         volumeName_ = mountPoint_;
     }
-    if (skipFloppies_ && isFloppy(mountPoint_)) {
+    if (skipFloppies_() && isFloppy(mountPoint_)) {
         static std::atomic_flag isTold;
         if (!isTold.test_and_set()) {
             debugLog(ModuleId::FilewatchCollector, L"Polling for mount/changes disabled for %ls",
@@ -125,10 +130,11 @@ void WinMountManager::RefreshMounts() {
         return;  // nothing is known, which is not the same as no volumes
     }
     std::set<std::wstring> present;
+    const bool skipFloppies = skipFloppies_();
     for (const std::wstring& drive : roots) {
         const std::wstring root = toLower(drive.substr(0, 1)) + L":\\";
         present.insert(root);
-        if (!skipFloppies_ || !isFloppy(root)) {
+        if (!skipFloppies || !isFloppy(root)) {
             addMountPoints(root, present);
         }
     }

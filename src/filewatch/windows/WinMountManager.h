@@ -4,33 +4,37 @@
 
 namespace lathwind {
 
+// Says whether floppy drives are left untouched: the motor of each would start at every poll. It is
+// asked at each refresh, since the settings may be read anew while the engine runs.
+using FloppyRule = bool (*)();
+// The setting "Disable Floppy Polling". A program that never refreshes reads no settings for it.
+bool IsFloppyPollingDisabled();
+
 // A volume that the platform is asked about. Portable logic over platform::volumes().
 class WinMountInfo : public MountInfo {
 public:
-    // With `skipFloppies` a floppy drive is never touched: its motor would start at each poll.
     WinMountInfo(std::wstring mountPoint, std::wstring mountPath, MountType type,
-                 std::uint32_t mask, bool skipFloppies);
+                 std::uint32_t mask, FloppyRule skipFloppies = IsFloppyPollingDisabled);
     void Refresh() override;
 
 private:
-    bool IsSkipped();
     void RefreshVolume();
     void RefreshType();
 
-    bool skipFloppies_;
+    FloppyRule skipFloppies_;
 };
 
 class WinMountManager : public MountManager {
 public:
-    // `skipFloppies` is the setting "Disable Floppy Polling", which is on unless told otherwise.
-    explicit WinMountManager(bool skipFloppies = true) noexcept : skipFloppies_(skipFloppies) {}
+    explicit WinMountManager(FloppyRule skipFloppies = IsFloppyPollingDisabled) noexcept
+        : skipFloppies_(skipFloppies) {}
 
     void RefreshMounts() override;
     bool HasVolumeInfo(const std::wstring& path) override;
     bool IsFatVolume(const std::wstring& path) override;
 
 private:
-    bool skipFloppies_;
+    FloppyRule skipFloppies_;
 };
 
 }  // namespace lathwind

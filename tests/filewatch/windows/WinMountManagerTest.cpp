@@ -3,7 +3,8 @@
 #include "filewatch/windows/WinMountManager.h"
 #include "support/FakeVolumes.h"
 #include "support/LogCapture.h"
-#include "support/ScopedOverride.h"
+#include "support/ServiceOverride.h"
+#include "support/TempDir.h"
 
 namespace lathwind {
 namespace {
@@ -11,13 +12,11 @@ namespace {
 using platform::DriveType;
 using testing::FakeVolume;
 
-testing::FakeVolumes* fake = nullptr;
+constexpr FloppyRule kLeaveAlone = +[] { return true; };
+constexpr FloppyRule kTouch = +[] { return false; };
 
 class WinMountManagerTest : public ::testing::Test {
 protected:
-    WinMountManagerTest() { fake = &volumes; }
-    ~WinMountManagerTest() override { fake = nullptr; }
-
     std::vector<std::wstring> points(const WinMountManager& manager) {
         std::vector<std::wstring> names;
         for (const auto& mount : manager.GetMounts()) {
@@ -27,8 +26,7 @@ protected:
     }
 
     testing::FakeVolumes volumes;
-    testing::ScopedOverride<platform::Volumes& (*)()> override_{
-        platformFactory.volumes, +[]() -> platform::Volumes& { return *fake; }};
+    testing::ServiceOverride<platform::Volumes> answers{platformFactory.volumes, volumes};
 };
 
 TEST_F(WinMountManagerTest, FollowsTheVolumesPresent) {
@@ -36,7 +34,7 @@ TEST_F(WinMountManagerTest, FollowsTheVolumesPresent) {
     volumes.volumes[L"c:\\"].facts.flags = 0x80;
     volumes.volumes[L"c:\\"].mountPoints = {L"Data\\Vol\\"};
     volumes.volumes[L"d:\\"].mountPoints = {L"hidden\\"};  // the file system has no such points
-    WinMountManager manager;
+    WinMountManager manager(kLeaveAlone);
     manager.RefreshMounts();
     EXPECT_EQ(points(manager), (std::vector<std::wstring>{L"c:\\", L"c:\\data\\vol\\", L"d:\\"}));
     EXPECT_EQ(manager.GetMounts()[1]->GetMountPath(), L"c:\\data\\vol\\");
@@ -68,7 +66,7 @@ TEST_F(WinMountManagerTest, RefreshTable) {
     for (const Row& row : rows) {
         volumes.volumes[L"d:\\"].code = row.code;
         WinMountInfo mount(L"d:\\", L"d:\\", MountType::Unknown,
-                           row.readyBefore ? 1u << MountInfo::kMediaReady : 0u, true);
+                           row.readyBefore ? 1u << MountInfo::kMediaReady : 0u, kTouch);
         mount.Refresh();
         EXPECT_EQ(mount.IsMediaReady(), row.readyAfter) << row.what;
         EXPECT_EQ(mount.GetMountType(), MountType::Fixed) << row.what;
@@ -91,13 +89,13 @@ TEST_F(WinMountManagerTest, TypesAndVolumeFacts) {
     volume.universalName = L"\\\\server\\share\\";
     for (const Row& row : rows) {
         volume.type = row.type;
-        WinMountInfo mount(L"z:\\", L"z:\\", MountType::Unknown, 0, true);
+        WinMountInfo mount(L"z:\\", L"z:\\", MountType::Unknown, 0, kTouch);
         mount.Refresh();
         EXPECT_STREQ(mountTypeName(mount.GetMountType()), row.name);
         EXPECT_EQ(mount.GetMountPath(),
                   row.type == DriveType::Remote ? L"\\\\server\\share\\" : L"z:\\");
     }
-    WinMountInfo mount(L"z:\\", L"z:\\", MountType::Unknown, 0, true);
+    WinMountInfo mount(L"z:\\", L"z:\\", MountType::Unknown, 0, kTouch);
     for (const auto& [flags, bit] : std::map<std::uint32_t, std::size_t>{
              {0x8000, 3}, {0x10, 4}, {0x40000, 5}, {8, 6}, {0x20000, 7}, {0x80, 8}, {0x20, 10}}) {
         volume.facts.flags = flags;
@@ -116,7 +114,7 @@ TEST_F(WinMountManagerTest, FloppiesAreLeftAlone) {
     floppy.device = L"\\Device\\Floppy0";
     floppy.type = DriveType::Removable;
     testing::LogCapture lines;
-    WinMountManager manager(true);
+    WinMountManager manager(kLeaveAlone);
     manager.RefreshMounts();
     manager.RefreshMounts();
     EXPECT_EQ(floppy.touches, 0);
@@ -125,17 +123,38 @@ TEST_F(WinMountManagerTest, FloppiesAreLeftAlone) {
     EXPECT_EQ(lines.takeDebug(),
               std::vector<std::wstring>{L"Polling for mount/changes disabled for a:\\"});
 
-    WinMountManager eager(false);
+    WinMountManager eager(kTouch);
     eager.RefreshMounts();
     EXPECT_GT(floppy.touches, 0);
     EXPECT_TRUE(eager.GetMounts()[0]->IsMediaReady());
+}
+
+TEST_F(WinMountManagerTest, TheSettingIsAskedAtEachRefresh) {
+    volumes.roots = {L"A:\\"};
+    FakeVolume& floppy = volumes.volumes[L"a:\\"];
+    floppy.device = L"\\Device\\Floppy0";
+    const testing::TempDir root;
+    root.makeFolder("bin");
+    std::wstring before;
+    ASSERT_EQ(platform::files().currentDirectory(before), platform::error::Success);
+    ASSERT_EQ(platform::files().setCurrentDirectory(narrow(root.path(L"bin"))),
+              platform::error::Success);
+
+    WinMountManager manager;
+    manager.RefreshMounts();
+    EXPECT_EQ(floppy.touches, 0);  // on, where nothing is said
+    root.write("system/LocalAgent.ini", "[File Collector]\nDisable Floppy Polling=0\n");
+    manager.RefreshMounts();
+    EXPECT_GT(floppy.touches, 0);
+
+    EXPECT_EQ(platform::files().setCurrentDirectory(narrow(before)), platform::error::Success);
 }
 
 TEST_F(WinMountManagerTest, VolumeQuestions) {
     volumes.roots = {L"c:\\", L"d:\\"};
     volumes.volumes[L"c:\\"].facts.fileSystem = L"FAT32";
     volumes.volumes[L"d:\\"].facts.fileSystem = L"FA";
-    WinMountManager manager;
+    WinMountManager manager(kLeaveAlone);
     manager.RefreshMounts();
     EXPECT_TRUE(manager.IsFatVolume(L"c:\\x"));
     EXPECT_FALSE(manager.IsFatVolume(L"d:\\x"));
