@@ -258,10 +258,9 @@ bool WinFileAttributes::SetReadOnly(std::uint32_t value) {
     if ((facts.attributes & platform::attribute::ReadOnly) == value) {
         return true;
     }
-    // The value is the mask too, so every bit but the read-only one is lost. That is what callers
-    // have always got, and what they compare with.
-    const std::uint32_t attributes = (facts.attributes | value) & value;
-    return platform::files().setAttributes(realPath, attributes) == error::Success;
+    // The value masks the bits, and so becomes all of them: a hidden file that is made read-only
+    // is hidden no more. Callers have always got this, and compare later snapshots with it.
+    return platform::files().setAttributes(realPath, value) == error::Success;
 }
 
 }  // namespace lathwind
