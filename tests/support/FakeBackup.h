@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "support/Bytes.h"
 #include "utils/platform/Files.h"
 
 namespace lathwind::testing {
@@ -49,5 +51,18 @@ private:
     platform::ErrorCode finishCode_;
     std::size_t position_ = 0;
 };
+
+// One stream of a backup: header, name, data.
+inline std::string backupStream(std::uint32_t id, std::string_view data,
+                                std::string_view name = {}) {
+    return Bytes().u32(id).u32(0).u64(data.size()).u32(name.size()).raw(name).raw(data).str();
+}
+
+// One entry of an attribute list, without what pads it to the next.
+inline std::string eaEntry(std::uint32_t next, std::string_view name, std::string_view value) {
+    Bytes entry;
+    entry.u32(next).u8(0).u8(name.size()).u16(value.size());
+    return entry.raw(name).u8(0).raw(value).str();
+}
 
 }  // namespace lathwind::testing

@@ -9,24 +9,10 @@
 namespace lathwind {
 namespace {
 
+using testing::backupStream;
 using testing::Bytes;
+using testing::eaEntry;
 using testing::FakeBackup;
-
-std::string stream(std::uint32_t id, const std::string& data, const std::string& name = "") {
-    return Bytes().u32(id).u32(0).u64(data.size()).u32(name.size()).raw(name).raw(data).str();
-}
-
-std::string entry(std::uint32_t next, std::string_view name, std::string_view value) {
-    return Bytes()
-        .u32(next)
-        .u8(0)
-        .u8(name.size())
-        .u16(value.size())
-        .raw(name)
-        .u8(0)
-        .raw(value)
-        .str();
-}
 
 std::string decoded(const std::string& list) {
     std::string text;
@@ -37,8 +23,8 @@ std::string decoded(const std::string& list) {
 }
 
 TEST(BackupStreamDecoder, ListTable) {
-    const std::string padded = Bytes().raw(entry(16, "A", "xy")).padTo(16).str();
-    const std::string last = entry(0, "LONG", "v");
+    const std::string padded = Bytes().raw(eaEntry(16, "A", "xy")).padTo(16).str();
+    const std::string last = eaEntry(0, "LONG", "v");
     struct Row {
         const char* what;
         std::string list;
@@ -46,11 +32,11 @@ TEST(BackupStreamDecoder, ListTable) {
     } rows[] = {
         {"nothing", "", ""},
         {"one entry", last, "LONG=v;"},
-        {"an empty value", entry(0, "E", ""), "E=;"},
+        {"an empty value", eaEntry(0, "E", ""), "E=;"},
         {"two entries, the first padded", padded + last, "A=xy;LONG=v;"},
-        {"next offset behind the bytes", entry(200, "A", "xy"), "A=xy;"},
-        {"next offset at the very end", entry(12, "A", "xy"), "A=xy;"},
-        {"next offset into the entry itself", entry(1, "A", std::string(40, 'x')),
+        {"next offset behind the bytes", eaEntry(200, "A", "xy"), "A=xy;"},
+        {"next offset at the very end", eaEntry(12, "A", "xy"), "A=xy;"},
+        {"next offset into the entry itself", eaEntry(1, "A", std::string(40, 'x')),
          "A=" + std::string(40, 'x') + ";"},
         {"a header cut short", padded + last.substr(0, 7), "A=xy;"},
         {"a value cut short", padded + last.substr(0, last.size() - 1), "A=xy;"},
@@ -64,17 +50,18 @@ TEST(BackupStreamDecoder, ListTable) {
 
 // However a list is cut, what comes out is the whole entries before the cut.
 TEST(BackupStreamDecoder, CutListsGiveWholeEntriesOnly) {
-    const std::string first = Bytes().raw(entry(16, "A", "xy")).padTo(16).str();
-    const std::string list = first + entry(0, "B", "z");
+    const std::string first = Bytes().raw(eaEntry(16, "A", "xy")).padTo(16).str();
+    const std::string list = first + eaEntry(0, "B", "z");
     for (std::size_t size = 0; size < list.size(); ++size) {
         EXPECT_EQ(decoded(list.substr(0, size)), size < 12 ? "" : "A=xy;") << size;
     }
 }
 
 TEST(BackupStreamDecoder, FindsTheListBehindOtherStreams) {
-    const std::string list = entry(0, "K", "val");
-    FakeBackup backup(stream(3, "security") + stream(1, std::string(70000, 'd')) +
-                      stream(4, "alternate", ":s:$DATA") + stream(2, list) + stream(1, "behind"));
+    const std::string list = eaEntry(0, "K", "val");
+    FakeBackup backup(backupStream(3, "security") + backupStream(1, std::string(70000, 'd')) +
+                      backupStream(4, "alternate", ":s:$DATA") + backupStream(2, list) +
+                      backupStream(1, "behind"));
     const EaStream found = readEaStream(backup);
     EXPECT_EQ(found.failure, BackupFailure::None);
     const auto entries = decodeEaList(found.data);
@@ -84,15 +71,15 @@ TEST(BackupStreamDecoder, FindsTheListBehindOtherStreams) {
 }
 
 TEST(BackupStreamDecoder, FailureTable) {
-    const std::string list = entry(0, "K", "val");
-    const std::string two = stream(1, "data", "name") + stream(2, list);
+    const std::string list = eaEntry(0, "K", "val");
+    const std::string two = backupStream(1, "data", "name") + backupStream(2, list);
     struct Row {
         const char* what;
         std::string bytes;
         int failing;
         BackupFailure failure;
     } rows[] = {
-        {"no list", stream(1, "data"), FakeBackup::kNone, BackupFailure::None},
+        {"no list", backupStream(1, "data"), FakeBackup::kNone, BackupFailure::None},
         {"no stream at all", "", FakeBackup::kNone, BackupFailure::None},
         {"first header refused", two, 0, BackupFailure::None},
         {"name refused", two, 1, BackupFailure::StreamName},
@@ -114,7 +101,7 @@ TEST(BackupStreamDecoder, FailureTable) {
 
 // A header may promise anything: what is held is what was there.
 TEST(BackupStreamDecoder, HugeSizesTakeNoMemory) {
-    const std::string list = entry(0, "K", "val");
+    const std::string list = eaEntry(0, "K", "val");
     FakeBackup backup(Bytes().u32(2).u32(0).u64(0xFFFFFFFFFFFFFFFFu).u32(0).raw(list).str());
     EXPECT_EQ(readEaStream(backup).data.size(), list.size());
     FakeBackup named(Bytes().u32(1).u32(0).u64(0).u32(0xFFFFFFFF).raw("x").str());

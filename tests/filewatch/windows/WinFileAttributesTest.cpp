@@ -2,13 +2,11 @@
 #include <sstream>
 
 #include "filewatch/windows/WinFileAttributes.h"
-#include "filewatch/windows/WinPathMapping.h"
 #include "support/Bytes.h"
 #include "support/FakeFiles.h"
 #include "support/FakeVolumes.h"
-#include "support/HostDecorator.h"
 #include "support/LogCapture.h"
-#include "support/ScopedOverride.h"
+#include "support/ServiceOverride.h"
 #include "support/TempDir.h"
 #include "utils/DateTime.h"
 
@@ -16,7 +14,9 @@ namespace lathwind {
 namespace {
 
 using platform::ErrorCode;
+using testing::backupStream;
 using testing::Bytes;
+using testing::eaEntry;
 using testing::FakeFile;
 using testing::LogCapture;
 namespace error = platform::error;
@@ -87,19 +87,13 @@ void expectVersioned(WinFileAttributes& snapshot, std::uint16_t version) {
 
 constexpr std::uint16_t kVersions[] = {0, 1, 2, 5, 6, 7, 8, 9, 10, 11, 12, 13, 0xFFFF};
 
-TEST(WinFileAttributesRecord, EveryVersionReads) {
-    for (const std::uint16_t version : kVersions) {
-        WinFileAttributes snapshot = readVersion(record(version, version >= 9).str(), version);
-        expectVersioned(snapshot, version);
-    }
-}
-
-// Whatever came in, the newest layout goes out; and what came in that layout goes out unchanged.
-TEST(WinFileAttributesRecord, WritesTheNewestLayout) {
+// Every version comes in and the newest layout goes out; what came in that goes out unchanged.
+TEST(WinFileAttributesRecord, ReadsEveryVersionAndWritesTheNewest) {
     WinFileAttributes newest = readVersion(record(12, true).str(), 12);
     EXPECT_EQ(written(newest), record(12, true).str());
     for (const std::uint16_t version : kVersions) {
         WinFileAttributes old = readVersion(record(version, version >= 9).str(), version);
+        expectVersioned(old, version);
         WinFileAttributes again = readVersion(written(old), 12);
         EXPECT_TRUE(again.Equals(old)) << version;
     }
@@ -161,12 +155,8 @@ TEST(WinFileAttributesRecord, FindsItsVersion) {
         {0xABCE, 8, 8},   {0xABCF, 6, 6},   {0xABCE, 2, 2},   {0x0000, 12, 6},
     };
     for (const Row& row : rows) {
-        const std::string bytes = Bytes()
-                                      .u16(row.magic)
-                                      .u16(row.version)
-                                      .raw("between")
-                                      .raw(record(row.layout, true).str())
-                                      .str();
+        const std::string bytes = Bytes().u16(row.magic).u16(row.version).raw("between").str() +
+                                  record(row.layout, true).str();
         std::istringstream stream(bytes);
         stream.seekg(11);
         WinFileAttributes snapshot(L"");
@@ -320,22 +310,16 @@ TEST(WinFileAttributes, EqualsLooksAtEveryField) {
         }
         const bool ignored =
             (i >= volumeKind && i < volumeKind + 4) || (i >= hardLinks && i < hardLinks + 4);
-        const bool isExists = i == 20;  // 1 becomes 0
-        EXPECT_EQ(snapshot.Equals(other), ignored) << i << isExists;
+        EXPECT_EQ(snapshot.Equals(other), ignored) << i;
         const bool isAccess = i >= accessTime && i < accessTime + 8;
         EXPECT_EQ(snapshot.Equals(other, false), ignored || isAccess) << i;
     }
     EXPECT_TRUE(snapshot.Clone()->Equals(snapshot));
 }
 
-testing::FakeFiles* fakeFiles = nullptr;
-testing::FakeVolumes* fakeVolumes = nullptr;
-
 class WinFileAttributesQuery : public ::testing::Test {
 protected:
     WinFileAttributesQuery() {
-        fakeFiles = &files;
-        fakeVolumes = &volumes;
         file.facts = {0x21, kCreated, kAccessed, kModified, 0x123456789A};
         file.owner = L"S-1-5-18";
         file.group = L"S-1-5-32-544";
@@ -362,25 +346,13 @@ protected:
     FakeFile& file = files.objects[L"c:\\f"];
     WinFileAttributes snapshot{L"c:\\f"};
     LogCapture lines;
-    testing::ScopedOverride<platform::Files& (*)()> overrideFiles{
-        platformFactory.files, +[]() -> platform::Files& { return *fakeFiles; }};
-    testing::ScopedOverride<platform::Volumes& (*)()> overrideVolumes{
-        platformFactory.volumes, +[]() -> platform::Volumes& { return *fakeVolumes; }};
+    testing::ServiceOverride<platform::Files> overrideFiles{platformFactory.files, files};
+    testing::ServiceOverride<platform::Volumes> overrideVolumes{platformFactory.volumes, volumes};
 };
 
 TEST_F(WinFileAttributesQuery, TakesAllThatTheSystemTells) {
     // A value with a zero byte ends there, as it would behind a record.
-    file.backup = Bytes()
-                      .u32(2)
-                      .u32(0)
-                      .u64(8 + 2 + 5)
-                      .u32(0)
-                      .u32(0)
-                      .u8(0)
-                      .u8(1)
-                      .u16(5)
-                      .raw(std::string("K\0val\0x", 7))
-                      .str();
+    file.backup = backupStream(2, eaEntry(0, "K", std::string("val\0x", 5)));
     file.streams = Bytes().u32(40).u32(14).u64(5).u64(8).units(L"::$DATA").padTo(40).str() +
                    Bytes().u32(0).u32(16).u64(0x100000009).u64(16).units(L":s:$DATA").str();
     EXPECT_EQ(initialize(), Lines{});
@@ -409,59 +381,49 @@ TEST_F(WinFileAttributesQuery, TakesAllThatTheSystemTells) {
     EXPECT_TRUE(snapshot.Equals(WinFileAttributes(L"c:\\f")));  // nothing of the past stays
 }
 
+// What is refused stays empty, and all else is read on.
 TEST_F(WinFileAttributesQuery, RefusalTable) {
     using StreamQuery = platform::Files::StreamQuery;
     constexpr ErrorCode kCode = error::GenFailure;
-    const std::string one = Bytes().u32(1).u32(0).u64(0).u32(0).str();
-    const std::string list = Bytes().u32(2).u32(0).u64(4).u32(0).u32(0).str();
-    const std::wstring name = L"BackupRead(c:\\f) while ";
+    const std::wstring walk = L"BackupRead(c:\\f) while ";
     struct Row {
         const char* what;
         std::function<void(FakeFile&)> spoil;
         Lines lines;
     } rows[] = {
-        {"missing", [](FakeFile& f) { f.queryCode = error::PathNotFound; }, {}},
+        {"missing", [](auto& f) { f.queryCode = error::PathNotFound; }, {}},
         {"denied",
-         [](FakeFile& f) { f.queryCode = error::AccessDenied; },
+         [](auto& f) { f.queryCode = error::AccessDenied; },
          {L"WinFileAttributes::Initialize - GetFileAttributesEx failed on c:\\f, "
           L"Win32 ERR_CODE: 5"}},
         {"security",
-         [](FakeFile& f) { f.securityCode = kCode; },
+         [](auto& f) { f.securityCode = kCode; },
          {L"GetNamedSecurityInfo for c:\\f Failed. Err : <text>",
           L"WinFileAttributes::Initialize - GetFileOwnerAndPrimaryGroup() failed"}},
         {"group",
-         [](FakeFile& f) { f.group.clear(); },
+         [](auto& f) { f.group.clear(); },
          {L"WinFileAttributes::Initialize - GetFileOwnerAndPrimaryGroup() failed"}},
         {"text form",
-         [](FakeFile& f) { f.sddlCode = kCode; },
+         [](auto& f) { f.sddlCode = kCode; },
          {L"ConvertSecurityDescriptorToStringSecurityDescriptor for c:\\f Failed. Err : <text>"}},
         {"open",
-         [](FakeFile& f) { f.backupCode = kCode; },
+         [](auto& f) { f.backupCode = kCode; },
          {L"CreateFile(c:\\f, FILE_READ_EA, ...) failed: <text>"}},
-        {"header", [](FakeFile& f) { f.failingBackupStep = 0; }, {}},
+        {"header", [](auto& f) { f.failingBackupStep = 0; }, {}},
         {"skip",
-         [&](FakeFile& f) {
-             f.backup = one;
-             f.failingBackupStep = 1;
-         },
-         {name + L"reading stream name  failed: <text>"}},
+         [](auto& f) { f.backup = backupStream(1, ""), f.failingBackupStep = 1; },
+         {walk + L"reading stream name  failed: <text>"}},
         {"list",
-         [&](FakeFile& f) {
-             f.backup = list;
-             f.failingBackupStep = 1;
-         },
-         {name + L"reading EA data failed: <text>"}},
+         [](auto& f) { f.backup = backupStream(2, "list"), f.failingBackupStep = 1; },
+         {walk + L"reading EA data failed: <text>"}},
         {"context",
-         [](FakeFile& f) { f.finishCode = kCode; },
-         {name + L"freeing context failed: <text>"}},
+         [](auto& f) { f.finishCode = kCode; },
+         {walk + L"freeing context failed: <text>"}},
         {"entry point",
-         [](FakeFile& f) {
-             f.streamAnswer = StreamQuery::NoEntryPoint;
-             f.streamCode = kCode;
-         },
+         [](auto& f) { f.streamAnswer = StreamQuery::NoEntryPoint, f.streamCode = kCode; },
          {L"Failed to GetProcAddress for NtQueryInformationFile: <text>"}},
-        {"stream handle", [](FakeFile& f) { f.streamAnswer = StreamQuery::OpenFailed; }, {}},
-        {"too many streams", [](FakeFile& f) { f.streamAnswer = StreamQuery::QueryFailed; }, {}},
+        {"stream handle", [](auto& f) { f.streamAnswer = StreamQuery::OpenFailed; }, {}},
+        {"too many streams", [](auto& f) { f.streamAnswer = StreamQuery::QueryFailed; }, {}},
     };
     const FakeFile sound = file;
     for (const Row& row : rows) {
@@ -469,13 +431,13 @@ TEST_F(WinFileAttributesQuery, RefusalTable) {
         file = sound;
         row.spoil(file);
         EXPECT_EQ(initialize(), row.lines);
-        EXPECT_EQ(snapshot.Exists(), file.queryCode == error::Success);
+        const bool exists = file.queryCode == error::Success;
+        EXPECT_EQ(snapshot.Exists(), exists);
         EXPECT_TRUE(snapshot.GetExtendedAttributes().empty());
         EXPECT_TRUE(snapshot.GetAlternateStreams().empty());
-        const bool noAcl = !snapshot.Exists() || file.securityCode != 0 || file.sddlCode != 0;
-        EXPECT_EQ(snapshot.GetAcl(), noAcl ? L"" : kAcl);
-        const bool noOwner = !snapshot.Exists() || file.securityCode != 0;
-        EXPECT_EQ(snapshot.GetOwner(), noOwner ? L"" : L"S-1-5-18");
+        const bool secured = exists && file.securityCode == error::Success;
+        EXPECT_EQ(snapshot.GetOwner(), secured ? L"S-1-5-18" : L"");
+        EXPECT_EQ(snapshot.GetAcl(), secured && file.sddlCode == error::Success ? kAcl : L"");
     }
 }
 
@@ -592,68 +554,6 @@ TEST(WinFileAttributes, SnapshotOfALiveFile) {
     EXPECT_EQ(live.IsReadOnly(), 1u);
     EXPECT_TRUE(readVersion(written(live), 12).Equals(live, true));
     EXPECT_FALSE(CreateFileAttributes(folder.path(L"none"))->Exists());
-}
-
-TEST(WinPathMapping, Table) {
-    const SystemFolders redirected{true, L"c:\\windows"};
-    const SystemFolders plain{false, L"c:\\windows"};
-    const std::wstring shown = L"c:\\windows\\system32\\x\\system32";
-    const std::wstring real = L"c:\\windows\\sysnative\\x\\sysnative";
-    EXPECT_EQ(MapToRealPath(shown, redirected), real);
-    EXPECT_EQ(MapToWatchedPath(real, redirected), shown);
-    EXPECT_EQ(MapToRealPath(shown, plain), shown);
-    EXPECT_EQ(MapToWatchedPath(real, plain), real);
-    EXPECT_EQ(MapToRealPath(L"d:\\system32", redirected), L"d:\\system32");
-}
-
-class RedirectingHost : public testing::HostDecorator {
-public:
-    using HostDecorator::HostDecorator;
-    ErrorCode disableFsRedirection(void*& cookie) override {
-        ++depth;
-        cookie = this;
-        return code;
-    }
-    ErrorCode revertFsRedirection(void* cookie) override {
-        EXPECT_EQ(cookie, this);
-        --depth;
-        return code;
-    }
-    ErrorCode code = error::Success;
-    int depth = 0;
-};
-RedirectingHost* redirectingHost = nullptr;
-
-TEST(WinPathMapping, RedirectionIsRevertedOnlyIfItWasDisabled) {
-    RedirectingHost host(platform::host());
-    redirectingHost = &host;
-    testing::ScopedOverride entry(
-        platformFactory.host, +[]() -> platform::Host& { return *redirectingHost; });
-    const SystemFolders redirected{true, L"c:\\windows"};
-    LogCapture lines;
-    for (const auto& [path, disabled] : std::map<std::wstring, bool>{
-             {L"", true}, {L"c:\\windows\\system32\\a", true}, {L"c:\\windows\\a", false}}) {
-        FsRedirection redirection;
-        DisableFsRedirection(redirection, path, redirected);
-        EXPECT_EQ(host.depth, disabled ? 1 : 0);
-        RevertFsRedirection(redirection);
-        EXPECT_EQ(host.depth, 0);
-    }
-    FsRedirection redirection;
-    DisableFsRedirection(redirection, L"", {false, L"c:\\windows"});
-    EXPECT_EQ(host.depth, 0);
-    EXPECT_EQ(lines.takeDebug(), Lines{});
-
-    DisableFsRedirection(redirection, L"", redirected);
-    host.code = error::GenFailure;
-    RevertFsRedirection(redirection);
-    DisableFsRedirection(redirection, L"", redirected);
-    EXPECT_FALSE(redirection.isDisabled);
-    host.code = error::CallNotImplemented;  // no such entry point: not worth a word
-    DisableFsRedirection(redirection, L"", redirected);
-    const std::wstring text = host.errorText(error::GenFailure);
-    EXPECT_EQ(lines.takeDebug(), (Lines{L"Wow64RevertWow64FsRedirection() failed: " + text,
-                                        L"Wow64DisableWow64FsRedirection() failed: " + text}));
 }
 
 }  // namespace
