@@ -3,12 +3,12 @@
 #include <memory>
 #include <new>
 
+#include "filewatch/WatchedEntity.h"
+#include "filewatch/windows/WinMountManager.h"
 #include "tools/CommandLine.h"
 #include "tools/Console.h"
 #include "tools/InstallPaths.h"
 #include "tools/StateFileTool.h"
-#include "filewatch/WatchedEntity.h"
-#include "filewatch/windows/WinMountManager.h"
 #include "utils/ErrorLogWriter.h"
 #include "utils/FileIO.h"
 #include "utils/Text.h"

@@ -5,8 +5,8 @@
 #include <istream>
 #include <string>
 
-#include "tools/EntityTable.h"
 #include "filewatch/StateFile.h"
+#include "tools/EntityTable.h"
 
 namespace lathwind {
 class MountManager;

@@ -39,7 +39,7 @@ std::int32_t ByteArray::Append(const void* pointer, std::int32_t count) {
     const bool isOwn =
         data_ != nullptr && !before(source, data_) && before(source, data_ + length_);
     const std::ptrdiff_t offset = isOwn ? source - data_ : 0;
-    if (Reserve(count)) {
+    if (Reserve(count) && data_ != nullptr) {
         const auto size = static_cast<std::size_t>(count);
         std::memmove(data_ + length_, isOwn ? data_ + offset : source, size);
         length_ += count;

@@ -27,7 +27,7 @@ public:
         }
     }
     template <class T>
-        requires std::is_enum_v<T>
+    requires std::is_enum_v<T>
     constexpr FormatArg(T value) noexcept
         : FormatArg(static_cast<std::underlying_type_t<T>>(value)) {}
 
@@ -75,7 +75,7 @@ private:
 // "*" takes width or precision from the next argument. A directive that has no argument left, or
 // that is none of the above, is copied as it stands: nothing is read that was not passed.
 // Arguments that no directive uses are ignored. Widths and precisions are cut at 4096.
-void formatTo(std::wstring& out, std::wstring_view format, std::span<const FormatArg> args);
+void formatTo(std::wstring& out, std::wstring_view text, std::span<const FormatArg> args);
 
 template <class... Args>
 void appendFormat(std::wstring& out, std::wstring_view format, const Args&... args) {

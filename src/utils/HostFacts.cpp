@@ -18,7 +18,7 @@ std::wstring environment(const std::wstring& name) {
 
 }  // namespace
 
-std::wstring orUnknown(std::wstring text) {
+std::wstring orUnknown(const std::wstring& text) {
     return text.empty() ? kUnknownFact : text;
 }
 

@@ -9,7 +9,7 @@
 namespace lathwind {
 
 inline constexpr const wchar_t* kUnknownFact = L"unknown";
-std::wstring orUnknown(std::wstring text);  // kUnknownFact for an empty text
+std::wstring orUnknown(const std::wstring& text);  // kUnknownFact for an empty text
 
 std::wstring findIpAddress();  // dotted
 std::wstring findHostName();   // in lower case

@@ -28,17 +28,17 @@ struct RegistryPath {
 // The value at key\name, `name` being what follows the last backslash: text as it stands, numbers
 // in decimal, a list of texts joined by line feeds, anything else in two hexadecimal digits a
 // byte. Throws IDSException when no view has it.
-std::wstring ReadRegistryValue(std::wstring_view path);
+std::wstring ReadRegistryValue(std::wstring_view text);
 
 // Names of the keys below a key, and its values, from the first view that has the key. Throws
 // IDSException when none has.
-std::vector<std::wstring> EnumerateRegistryKeys(std::wstring_view path);
-std::vector<platform::RegistryValue> EnumerateRegistryValues(std::wstring_view path);
+std::vector<std::wstring> EnumerateRegistryKeys(std::wstring_view text);
+std::vector<platform::RegistryValue> EnumerateRegistryValues(std::wstring_view text);
 
 // A value's data as text, as ReadRegistryValue gives it.
 std::wstring RegistryValueText(const platform::RegistryValue& value);
 
 // A key's subkeys and values for diagnostics, counted from 1. A key that cannot be read has none.
-std::wstring DumpRegistryKey(std::wstring_view path);
+std::wstring DumpRegistryKey(std::wstring_view text);
 
 }  // namespace lathwind

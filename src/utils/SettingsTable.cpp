@@ -230,7 +230,7 @@ std::wstring readRolloverValue(const IniFile& agentIni) {
 }
 
 std::wstring readEventLogPath(const IniFile& localAgentIni) {
-    const std::wstring value =
+    std::wstring value =
         localAgentIni.getText(kEventManagement, L"Event Log File", kDefaultEventLogFile);
     if (value.size() > 1 && value[1] == L':') {
         return value;

@@ -12,7 +12,6 @@ namespace lathwind {
 namespace {
 
 using lathwind::testing::ParsedEntity;
-using lathwind::testing::parseStateFile;
 using lathwind::testing::StateFileBuilder;
 
 // Files that do not exist: nothing of the live system enters the records.

@@ -78,7 +78,7 @@ private:
             std::filesystem::canonical(std::filesystem::temp_directory_path());
         for (;;) {
             const std::uint64_t number = std::uint64_t{random()} << 32 | random();
-            const std::filesystem::path folder = base / ("lathwind-" + std::to_string(number));
+            std::filesystem::path folder = base / ("lathwind-" + std::to_string(number));
             if (std::filesystem::create_directory(folder)) {
                 return folder;
             }

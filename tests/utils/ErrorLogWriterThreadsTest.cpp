@@ -19,6 +19,7 @@ TEST(ErrorLogWriterThreads, KeepsEveryRecord) {
     ErrorLogWriter writer(folder.path(L"log\\x.log"));
     ASSERT_TRUE(writer.start());
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&writer, thread] {
             for (int i = 0; i < kRecords; ++i) {

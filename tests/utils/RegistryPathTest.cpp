@@ -13,10 +13,8 @@ namespace lathwind {
 namespace {
 
 using platform::RegistryHive;
-using platform::RegistryValue;
 using testing::utf16;
 using View = RegistryPath::View;
-namespace error = platform::error;
 
 std::vector<std::byte> bytes(std::initializer_list<int> values) {
     std::vector<std::byte> data;

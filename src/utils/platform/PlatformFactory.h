@@ -54,13 +54,27 @@ struct PlatformFactory {
 extern constinit PlatformFactory platformFactory;
 
 namespace platform {
-inline Files& files() { return platformFactory.files(); }
-inline Volumes& volumes() { return platformFactory.volumes(); }
-inline Registry& registry() { return platformFactory.registry(); }
-inline Accounts& accounts() { return platformFactory.accounts(); }
-inline Processes& processes() { return platformFactory.processes(); }
-inline Host& host() { return platformFactory.host(); }
-inline Libraries& libraries() { return platformFactory.libraries(); }
+inline Files& files() {
+    return platformFactory.files();
+}
+inline Volumes& volumes() {
+    return platformFactory.volumes();
+}
+inline Registry& registry() {
+    return platformFactory.registry();
+}
+inline Accounts& accounts() {
+    return platformFactory.accounts();
+}
+inline Processes& processes() {
+    return platformFactory.processes();
+}
+inline Host& host() {
+    return platformFactory.host();
+}
+inline Libraries& libraries() {
+    return platformFactory.libraries();
+}
 }  // namespace platform
 
 }  // namespace lathwind

@@ -87,7 +87,7 @@ private:
     void keep(const Identity& identity, const Stamp& stamp,
               const std::shared_ptr<const FolderListing>& listing);
     void forget(const Identity& identity) REQUIRES(mutex_);
-    int readListing(const std::string& folder, std::shared_ptr<const FolderListing>& listing);
+    int readListing(const std::string& path, std::shared_ptr<const FolderListing>& listing);
 
     const Clock clock_;
     mutable Mutex mutex_;

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fstream>
-#include <signal.h>
+#include <signal.h>  // NOLINT(modernize-deprecated-headers): kill is not in <csignal>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
