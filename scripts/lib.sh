@@ -96,8 +96,11 @@ log_folder() {
 
 # list_sources: every C++ file that is ours, separated by zero bytes.
 list_sources() {
-    (cd "$project" && find src tools agent tests fuzz bench -type f \
-        \( -name '*.cpp' -o -name '*.h' \) -print0 2>/dev/null | sort -z)
+    (
+        shopt -s nullglob  # a folder that is not there yet is no failure
+        cd "$project" && find src/ tools*/ agent*/ tests/ fuzz/ bench/ -type f \
+            \( -name '*.cpp' -o -name '*.h' \) -print0 | sort -z
+    )
 }
 
 # Sanitizers of these compilers dislike the largest address-space randomisation; where the kernel
