@@ -10,6 +10,8 @@
 // so "}x{" is a tag too. The tables are constant: any thread may call these functions.
 namespace lathwind {
 
+class IDSEvent;  // events/IDSEvent.h
+
 // Field ids are the positions of an event's fields; macro ids are a second numbering that older
 // policy words use, with ids 48 to 50 for what a flag supplies ("Flag Count").
 std::optional<std::int32_t> FieldIdOf(std::wstring_view name);
@@ -34,8 +36,19 @@ public:
     virtual void getValue(std::wstring_view tag, std::wstring& value) = 0;
 };
 
+// The value of a macro for an event; "Unknown Macro" for a name that is none.
+std::wstring GetMacroValue(std::wstring_view name, const IDSEvent& event);
+std::wstring GetMacroValueById(std::int32_t macroId, const IDSEvent& event);
+// Writes the field of a macro. `keepProcessFacts`: setting the process id leaves user and process
+// name as they are. A name that is no macro, and a macro that cannot be written, do nothing.
+void SetMacroValue(IDSEvent& event, std::wstring_view name, const std::wstring& text,
+                   bool keepProcessFacts);
+
 // Replaces each tag by the provider's value. A brace without a partner ends the text there.
 std::wstring ExpandMacros(MacroProvider& provider, std::wstring_view text);
+
+// The same with an event's values; a name that is no macro leaves its tag as it stands.
+std::wstring ExpandMacrosForEvent(const IDSEvent& event, std::wstring_view text);
 
 // The left side of an assignment or comparison in a rule, "{Event Priority} = 5" or
 // "Event Priority = 5". For a macro or a flag's macro `id` is its id, `isField` says that its

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "filewatch/FileAction.h"
+#include "events/FileAction.h"
 #include "filewatch/WatchedPathSpec.h"
 #include "utils/Serializable.h"
 

@@ -5,12 +5,14 @@
 #include <memory>
 #include <string>
 
+#include "events/IDSEvent.h"
 #include "utils/Serializable.h"
 
 namespace lathwind {
 
-class FileAttributes;     // filewatch/FileAttributes.h
-class LogFileProperties;  // filewatch/LogFileProperties.h
+class FileAttributes;        // filewatch/FileAttributes.h
+class FileNotificationInfo;  // filewatch/FileNotificationInfo.h
+class LogFileProperties;     // filewatch/LogFileProperties.h
 class WatchedEntity;
 struct FileWatchParams;  // filewatch/FileWatchParams.h
 
@@ -63,6 +65,13 @@ public:
     virtual bool UpdateEntity(bool makeDigest);
     // Takes the contents that a later diff compares with.
     virtual bool PrepareDiff();
+
+    // Both append what happened to `events` and give the number of events.
+    // `saved` is this entity as it was when the agent last ran; this one has a fresh snapshot.
+    virtual std::size_t CompareWithSaved(EventList& events, const WatchedEntity& saved,
+                                         const std::wstring& nameInEvents);
+    // `note` is a hint: the facts are the snapshot that is held and the one taken now.
+    virtual std::size_t ProcessNotification(EventList& events, const FileNotificationInfo& note);
 
     // Takes over the other's snapshot, type, virtual name and digest, and in derived classes what
     // both have in common.

@@ -8,7 +8,7 @@
 
 namespace lathwind {
 
-struct FileDiffState;  // plugins/FileDiffState.h
+class FileDiffState;  // plugins/FileDiffState.h
 
 // One regular file or folder under a file-watch entry.
 class WatchedFile : public WatchedEntity {

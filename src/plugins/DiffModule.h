@@ -6,13 +6,14 @@
 
 namespace lathwind {
 
-struct FileDiffState;  // plugins/FileDiffState.h
+class FileDiffState;  // plugins/FileDiffState.h
 
 // Knows which files have a diff, and of what type.
 class DiffModule {
 public:
     virtual ~DiffModule() = default;
-    // Is `path` covered by a diff rule? Sets the state's type.
+    // Is `path` covered by a diff rule? Sets the state's type and filter; a path without a rule
+    // has its state reset.
     virtual bool lookup(const std::wstring& path, FileDiffState& state) = 0;
     // Is the file at `path` text? Sets the state's binary flag.
     virtual bool isText(const std::wstring& path, FileDiffState& state) = 0;

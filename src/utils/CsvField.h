@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace lathwind {
 
@@ -12,5 +13,11 @@ inline constexpr std::wstring_view kCsvQuote = L"\"";
 // the separator is put between quotes. An empty `quote` returns the value as it is.
 std::wstring csvField(std::wstring_view value, std::wstring_view quote = kCsvQuote,
                       std::wstring_view separator = kCsvSeparator);
+
+// The fields of one line, without its line end; the reverse of csvField. A field that starts with a
+// quote runs to its closing quote and may hold separators and doubled quotes. False, with `fields`
+// empty, for an empty line and for a quote that is never closed.
+bool SplitFields(std::wstring_view line, std::vector<std::wstring>& fields,
+                 wchar_t separator = L',', wchar_t quote = L'"');
 
 }  // namespace lathwind

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 namespace lathwind {
 
@@ -16,5 +17,9 @@ enum class FileAction : std::int32_t {
     Unmount = 7,
     SaveMarker = 8,  // asks for the state to be saved
 };
+
+// As messages and events name it: "Added", "Deleted(Renamed)". "No Action" for None and SaveMarker,
+// "Unknown ACTION" for a number that is none of these.
+std::wstring_view fileActionText(FileAction action) noexcept;
 
 }  // namespace lathwind
