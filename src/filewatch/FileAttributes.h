@@ -55,6 +55,24 @@ public:
     virtual std::wstring GetLinkTarget() const { return {}; }
     virtual bool Equals(const FileAttributes& other) const = 0;  // access time included
 
+    // The differences from `other`, the previous snapshot of the same object and of the same kind,
+    // as lines for an event; empty without any. What the lines look like is told in
+    // docs/formats/change-texts.md. The access time counts only with `monitorAccess`, the flags
+    // that come and go by themselves (Archive, Temporary, Indexed) only with `compareVolatile`.
+    //
+    // With `anyDifference` the question is only whether there is a difference: the text stays
+    // empty, the first difference ends the comparison, and no account is asked for. Without a
+    // difference nothing is allocated.
+    // `securityChanged` tells whether the access list, or anything of CompareExtendedToText,
+    // differs; when a probe ends at an earlier difference it tells nothing and is false.
+    // Both pointers may be null; what they point to is set to false first.
+    virtual std::wstring CompareToText(const FileAttributes& other, bool monitorAccess,
+                                       bool* anyDifference, bool* securityChanged,
+                                       bool compareVolatile) const = 0;
+    // The lines for extended attributes, alternate streams and the access list alone. An attribute
+    // with an empty value is as good as none.
+    virtual std::wstring CompareExtendedToText(const FileAttributes& other) const = 0;
+
     // Seconds since 1970, cut to 32 bits; 0 where no time is known.
     virtual std::uint32_t GetCreationTime() const = 0;
     virtual std::uint32_t GetAccessTime() const = 0;

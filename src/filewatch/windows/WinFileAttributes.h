@@ -42,6 +42,9 @@ public:
     bool IsDirectory() const override;
     bool IsRegularFile() const override;
     bool Equals(const FileAttributes& other) const override;
+    std::wstring CompareToText(const FileAttributes& other, bool monitorAccess, bool* anyDifference,
+                               bool* securityChanged, bool compareVolatile) const override;
+    std::wstring CompareExtendedToText(const FileAttributes& other) const override;
     std::uint32_t GetCreationTime() const override;
     std::uint32_t GetAccessTime() const override;
     std::uint32_t GetModifiedTime() const override;
@@ -75,6 +78,8 @@ public:
     // Cuts the SDDL text into its owner, group and list heads and its single entries, and appends
     // them to `list`. Joined, they are the text again.
     void SplitAcl(std::list<std::wstring>& list) const;
+    // The SDDL text in lines, accounts by name (AclDisplay.h). Looks names up.
+    std::wstring GetAclDisplayText() const;
 
 private:
     void ReadFixedFields(std::istream& stream);
