@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "events/FileAction.h"
 #include "events/IDSEvent.h"
 #include "utils/Serializable.h"
 
@@ -93,6 +95,20 @@ protected:
     WatchedEntity(const std::wstring& name, std::int32_t entityType,
                   const std::wstring& nameInEvents);
     WatchedEntity(const WatchedEntity& other);
+
+    // What every entity's event says of its file. See WatchedEntityEvents.cpp.
+    //
+    // Puts `name` into the event's virtual tag and, unless it was forced, `stateValue` into its
+    // system state. With `useOwn` an empty name is replaced by this entity's virtual name; with no
+    // name at all nothing happens. The event takes the tag only if its source kind allows it, and
+    // its values must be set before.
+    void ApplyVirtualName(std::wstring name, IDSEvent& event, std::uint32_t stateValue,
+                          bool useOwn) const;
+    // Appends the first values of an event: who noticed, path, what happened, and where the action
+    // leaves something to compare, attribute bits and sizes. `previous` is the snapshot before, or
+    // null; `fromDriver` says that the real-time filter noticed.
+    void SetEventFields(std::vector<std::wstring>& values, const FileAttributes* previous,
+                        FileAction action, bool fromDriver) const;
 
     std::unique_ptr<FileAttributes> attributes;  // never null
     std::int32_t type;
