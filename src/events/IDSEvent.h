@@ -5,33 +5,13 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "events/EventCodes.h"
 #include "utils/Serializable.h"
 
 namespace lathwind {
-
-// Which collector made an event. The text form, four letters, stands in the CSV line. Kinds that
-// have no name here come from collectors outside this program.
-namespace sourceKind {
-inline constexpr std::uint32_t None = 0;          // "DUNK"; a CSV record that was taken from a log
-inline constexpr std::uint32_t EventLog = 1;      // "DNTL"
-inline constexpr std::uint32_t FileWatch = 3;     // "DFWW"
-inline constexpr std::uint32_t LogWatch = 4;      // "DGEN"
-inline constexpr std::uint32_t SysLog = 6;        // "DSYS"
-inline constexpr std::uint32_t AgentError = 9;    // "MERR"
-inline constexpr std::uint32_t AgentStatus = 10;  // "MSTD"
-}  // namespace sourceKind
-
-// Four letters; "DUNK" for a number without a name.
-std::wstring_view sourceKindText(std::uint32_t kind) noexcept;
-// False, with `kind` unchanged, for an unknown text. "DFWU" is read like "DFWW".
-bool parseSourceKind(std::wstring_view text, std::uint32_t& kind);
-
-// The letters of the set bits, "RVIPXGTCDLFSZ" from bit 1 to bit 0x1000.
-std::wstring systemStateText(std::uint32_t state);
-// Sets a bit for each letter that occurs anywhere in the text, in either case.
-std::uint32_t parseSystemState(std::wstring_view text);
 
 // Fields that were set by force: a setter without the force argument leaves them alone.
 namespace controlFlag {
@@ -43,8 +23,23 @@ inline constexpr std::uint32_t RuleId = 0x100;
 inline constexpr std::uint32_t RuleName = 0x200;
 }  // namespace controlFlag
 
-// Field ids that the code names; they are positions of GetFields. Id 14 is the first value.
+// Ids of an event's fields: their positions in GetFields, for the kinds of events that have the
+// four fields from UserName on. Id 14 is the first value, and so on.
 namespace eventField {
+inline constexpr std::int32_t Type = 0;  // the source kind's text
+inline constexpr std::int32_t Sequence = 1;
+inline constexpr std::int32_t Date = 2;
+inline constexpr std::int32_t Severity = 3;
+inline constexpr std::int32_t Priority = 4;
+inline constexpr std::int32_t SystemState = 5;
+inline constexpr std::int32_t PolicyGuid = 6;
+inline constexpr std::int32_t Correlation = 7;
+inline constexpr std::int32_t RuleName = 8;
+inline constexpr std::int32_t ActionText = 9;  // written, it is the user-defined text
+inline constexpr std::int32_t UserName = 10;
+inline constexpr std::int32_t SessionId = 11;
+inline constexpr std::int32_t ProcessPath = 12;
+inline constexpr std::int32_t ProcessId = 13;
 inline constexpr std::int32_t FirstValue = 14;
 inline constexpr std::int32_t Description = 21;
 inline constexpr std::int32_t VirtualTag = 38;
@@ -65,39 +60,53 @@ public:
 
     // The human text. The raw text does not outlive it.
     virtual void SetEventText(const std::wstring& text);
-    // Appends the CSV fields; their positions are the ids of setEventField.
+    // Appends the fields of a CSV line. `sequence` and `extra` are the line's own: its number and
+    // the action's text. Kinds of events without process fields (hasProcessFields) have their
+    // values from position 10 on, the others from position 14 on.
     virtual void GetFields(std::vector<std::wstring>& list, std::uint32_t sequence,
                            const std::wstring& extra) const;
 
+    // The record: every text a string record, every number four bytes. Source kind, system state,
+    // control flags, user-defined and raw text are not part of it. Both throw SerializeException:
+    // a text of more than kMaxStringUnits cannot be written, and after a failed read the fields
+    // that came ahead of the damage have their new values.
     void WriteObject(std::ostream& stream) override;
     void ReadObject(std::istream& stream) override;
 
     // One field of the list with sequence 0 and no extra text; empty when out of range.
     std::wstring GetField(std::int32_t index) const;
-    // Writes one field by its id. False, with a debug line, for a field that cannot be written; the
-    // event is as before then. File, event log and system log events take the virtual tag alone, a
-    // log-watch event takes all.
+    // Writes one field by its id (eventField). A log-watch event takes all of them, and goes on
+    // taking them when its source kind is changed; file, event log and system log events take the
+    // virtual tag alone, other kinds nothing. The value list grows up to the id asked for.
+    //
+    // False, with a debug line and the event as before, for a field that cannot be written. A
+    // number or a date that cannot be read is no such failure.
     bool setEventField(std::int32_t id, const std::wstring& text);
 
     // The event for human readers, one fact to a line.
     std::wstring GetPrintedForm() const;
-    // The printed form in the system code page as a new file. False, and nothing remembered, when
-    // the file cannot be written.
+    // Writes the printed form, in the system code page, as a new file, and remembers its path.
+    // False, and nothing remembered, when the file cannot be written.
     bool WriteToFile(const std::wstring& path);
 
+    // Where an unforced call finds its field set by force, it leaves it alone. Texts that name
+    // nothing change nothing.
     void SetSourceKind(std::uint32_t kind, bool force);
     void SetSourceKindText(std::wstring_view text, bool force);
-    void SetSeverityLetter(std::wstring_view text, bool force);
+    void SetSeverityLetter(std::wstring_view letter, bool force);  // sets the priority
     void SetSystemState(std::wstring_view letters, bool force);
     void SetSystemState(std::uint32_t state, bool force);
-    // `text` is decimal; numbers outside 0 to 99 become 99.
+    // By force. `text` is decimal; numbers outside 0 to 99 become 99.
     void SetPriority(std::wstring_view text);
-    // Looks the process up. `keepUser` and `keepName` leave those as they are; a user or a name
-    // that is there already always stays.
+    // `text` as ParseDate takes it. False, with a debug line and the time as before, for another.
+    bool SetCollectTimeText(std::wstring_view text);
+    // Takes the id of a process (positive, or nothing happens) and looks up who it is. `keepUser`
+    // and `keepName` say what is not wanted; with both there is nothing to look up, and the id is
+    // not taken either. A user or a process name that is there already always stays.
     void SetProcess(std::int32_t pid, bool keepUser, bool keepName);
     // Path and, from behind its last backslash, name.
     void SetProcessPath(const std::wstring& path);
-    // The event's share of an event that this program makes for itself: who and where it is.
+    // The text as it was logged or read; emptied by SetEventText.
     void SetRawText(const std::wstring& text) { rawText_ = text; }
 
     std::wstring GetSeverityLetter() const;
@@ -128,6 +137,7 @@ public:
     std::uint32_t GetRuleId() const noexcept { return ruleId_; }
     std::int32_t GetSequenceField() const noexcept { return sequenceField_; }
     std::int32_t GetPriority() const noexcept { return priority_; }
+    std::int32_t GetReservedNumber() const noexcept { return reservedNumber_; }
     std::uint32_t GetSourceKind() const noexcept { return sourceKind_; }
     std::uint32_t GetSystemState() const noexcept { return systemState_; }
     std::uint32_t GetControlFlags() const noexcept { return controlFlags_; }
@@ -150,6 +160,7 @@ public:
     void SetProcessId(std::int32_t id) { processId_ = id; }
     void SetSessionId(std::int32_t id) { sessionId_ = id; }
     void SetEventClass(std::uint32_t number) { eventClass_ = number; }
+    void SetReservedNumber(std::int32_t number) { reservedNumber_ = number; }
     void SetCollectTime(std::int64_t seconds) { collectTime_ = seconds; }
     void SetSequenceField(std::int32_t number) { sequenceField_ = number; }
     void SetPriorityNumber(std::int32_t number) { priority_ = number; }
@@ -161,6 +172,13 @@ public:
     void SetRuleName(const std::wstring& text);
 
 private:
+    bool isForced(std::uint32_t flag) const noexcept { return (controlFlags_ & flag) != 0; }
+    bool passesWithoutLogWatch(std::int32_t id, const std::wstring& text) const;
+    bool setHeadField(std::int32_t id, const std::wstring& text);
+    void setOriginField(std::int32_t id, const std::wstring& text);
+    void setValue(std::size_t index, const std::wstring& text);
+
+    // In the order of their meaning; the record has an order of its own.
     std::int32_t processId_ = -1;  // negative: unknown
     std::int32_t sessionId_ = -1;
     std::wstring userName_;
@@ -172,10 +190,10 @@ private:
     std::wstring extraText_;
     std::wstring domainName_;
     std::wstring userDefinedText_;
-    std::uint32_t eventClass_ = 4;  // 0 error, 1 warning, 3 low, 4 normal
+    std::uint32_t eventClass_ = eventClass::Normal;
     std::wstring eventText_;
     std::wstring rawText_;
-    std::int64_t collectTime_;  // seconds; 32 bits of it go into a record
+    std::int64_t collectTime_;  // seconds since 1970; a record holds 32 bits of it, until 2106
     std::wstring policyGuid_;
     std::wstring policyName_ = L"Policy";
     std::uint32_t ruleId_ = 0;
@@ -183,16 +201,19 @@ private:
     std::int32_t sequenceField_ = 0;
     std::int32_t priority_ = 0;  // 0 to 99
     std::wstring fileName_;
-    std::int32_t reservedNumber_ = -1;
+    std::int32_t reservedNumber_ = -1;  // travels in the record, nothing reads it
     std::wstring correlation_;
-    std::uint32_t sourceKind_ = 0;
+    std::uint32_t sourceKind_ = sourceKind::None;
     std::uint32_t systemState_ = 0;
     std::uint32_t controlFlags_ = 0;
     std::vector<std::wstring> values_;
     std::uint32_t fileCount_ = 0;
     std::wstring outputPath_;
-    bool fieldsWritable_ = false;
+    bool fieldsWritable_ = false;  // by setEventField: the event was a log-watch event once
 };
+
+// A number that stands in an event's field, held within its 32 bits.
+std::int32_t eventNumberOf(std::wstring_view text) noexcept;
 
 // Events on their way from an entity to its owner, in order.
 using EventList = std::list<std::unique_ptr<IDSEvent>>;
