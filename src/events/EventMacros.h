@@ -7,7 +7,9 @@
 
 // Macros: names between braces, "{USER_NAME}", by which a policy's text or a pattern reaches a
 // field of an event. Names are matched without regard to case. The two braces are not told apart,
-// so "}x{" is a tag too. The tables are constant: any thread may call these functions.
+// so "}x{" is a tag too. docs/events.md has the tables.
+//
+// The tables are constant: any thread may call these functions, each with an event of its own.
 namespace lathwind {
 
 class IDSEvent;  // events/IDSEvent.h
@@ -36,18 +38,22 @@ public:
     virtual void getValue(std::wstring_view tag, std::wstring& value) = 0;
 };
 
-// The value of a macro for an event; "Unknown Macro" for a name that is none.
+// The value of a macro for an event; "Unknown Macro" for a name or an id that is none, and for the
+// flags' macros, whose values no event has. Names of fields come first: "RULE_ID" is the field of
+// that name, which holds the correlation, "Rule ID" is the rule's number.
 std::wstring GetMacroValue(std::wstring_view name, const IDSEvent& event);
 std::wstring GetMacroValueById(std::int32_t macroId, const IDSEvent& event);
-// Writes the field of a macro. `keepProcessFacts`: setting the process id leaves user and process
-// name as they are. A name that is no macro, and a macro that cannot be written, do nothing.
+
+// Writes what the macro reads, fields through setEventField with its refusals, the rest by force.
+// `keepProcessFacts`: a process id is not looked up, and so not taken (IDSEvent::SetProcess). A
+// name that is no macro, a macro that cannot be written and a date that cannot be read do nothing.
 void SetMacroValue(IDSEvent& event, std::wstring_view name, const std::wstring& text,
                    bool keepProcessFacts);
 
 // Replaces each tag by the provider's value. A brace without a partner ends the text there.
 std::wstring ExpandMacros(MacroProvider& provider, std::wstring_view text);
 
-// The same with an event's values; a name that is no macro leaves its tag as it stands.
+// The same with an event's values; a tag whose value no event has is left as it stands.
 std::wstring ExpandMacrosForEvent(const IDSEvent& event, std::wstring_view text);
 
 // The left side of an assignment or comparison in a rule, "{Event Priority} = 5" or
