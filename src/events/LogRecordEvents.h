@@ -16,16 +16,24 @@ using FieldMap = std::map<std::wstring, std::wstring>;  // macro name to text
 // macro are passed over.
 void DefaultFieldRules(IDSEvent& event, const FieldMap& fields);
 
-// The parts of an injected event's text: lines that end in CR LF, of which the first is the kind,
-// the second the number of INI lines that follow, then those lines, an empty one, and the message.
-// False, with a debug line, for a text of another form.
+// The parts of an injected event's text: lines that end in CR LF (the last one may go without), of
+// which the first is the kind, the second the number of INI lines that follow, then those lines and
+// an empty one if there are any, and then the message, each line with its CR LF. `fields` are the
+// pairs of the INI text's section "IDSEvent". False, with a debug line and nothing changed, for a
+// text of another form.
 bool ParseInjectedEvent(const std::wstring& text, std::wstring& kind, std::wstring& message,
                         FieldMap& fields);
+
+// The forms of a record that are turned into an event whole.
+namespace logRecordFormat {
+inline constexpr std::uint32_t Csv = 1;       // a line of an event file
+inline constexpr std::uint32_t Injected = 2;  // several lines
+}  // namespace logRecordFormat
 
 // One record of a log.
 struct LogRecordFacts {
     std::wstring machineName;      // empty for the agent's own
-    std::uint32_t format = 0;      // 1 CSV record of an event file, 2 injected event
+    std::uint32_t format = 0;      // one of logRecordFormat
     std::wstring text;             // the record
     std::uint32_t stateValue = 0;  // system state of an event that does not bring one
     bool isCsvRecord = false;      // the log's entry has source type 0: marker lines count
@@ -34,7 +42,7 @@ struct LogRecordFacts {
 
 // Turns one record into an event at the end of `events`. False when it made none: another format,
 // a record that cannot be split, or a marker line of a CSV file. The marker of the file's end
-// deletes the log.
+// deletes the log; the caller closes it first, where an open file cannot be deleted.
 bool CreateLogEvent(EventList& events, const LogRecordFacts& record);
 
 }  // namespace lathwind
