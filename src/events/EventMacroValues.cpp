@@ -165,19 +165,11 @@ const MacroAccess* accessOf(std::int32_t macroId) {
     return macroId >= 0 && macroId < kFirstValueMacro ? &kMacros[macroId] : nullptr;
 }
 
-// Knows what the event knows; other tags, a flag's among them, stay for whoever comes next.
-class EventValues : public MacroProvider {
-public:
-    explicit EventValues(const IDSEvent& event) : event_(event) {}
-    void getValue(std::wstring_view tag, std::wstring& value) override {
-        value = FieldIdOf(tag) || MacroIdOf(tag) ? GetMacroValue(tag, event_) : std::wstring(tag);
-    }
-
-private:
-    const IDSEvent& event_;
-};
-
 }  // namespace
+
+void EventMacroProvider::getValue(std::wstring_view tag, std::wstring& value) {
+    value = FieldIdOf(tag) || MacroIdOf(tag) ? GetMacroValue(tag, event_) : std::wstring(tag);
+}
 
 std::wstring GetMacroValue(std::wstring_view name, const IDSEvent& event) {
     if (const auto field = FieldIdOf(name)) {
@@ -216,7 +208,7 @@ void SetMacroValue(IDSEvent& event, std::wstring_view name, const std::wstring& 
 }
 
 std::wstring ExpandMacrosForEvent(const IDSEvent& event, std::wstring_view text) {
-    EventValues values(event);
+    EventMacroProvider values(event);
     return ExpandMacros(values, text);
 }
 

@@ -38,6 +38,17 @@ public:
     virtual void getValue(std::wstring_view tag, std::wstring& value) = 0;
 };
 
+// Knows what an event knows; other tags, a flag's among them, stay for whoever comes next. The
+// event must outlive it.
+class EventMacroProvider : public MacroProvider {
+public:
+    explicit EventMacroProvider(const IDSEvent& event) : event_(event) {}
+    void getValue(std::wstring_view tag, std::wstring& value) override;
+
+private:
+    const IDSEvent& event_;
+};
+
 // The value of a macro for an event; "Unknown Macro" for a name or an id that is none, and for the
 // flags' macros, whose values no event has. Names of fields come first: "RULE_ID" is the field of
 // that name, which holds the correlation, "Rule ID" is the rule's number.
