@@ -30,61 +30,54 @@ bool matches(const std::vector<std::wstring>& tokens, const Record& record) {
     return rule && rule->matches(fields);
 }
 
+// A condition on the second field, the fields that it holds for, and those that it does not.
+struct Condition {
+    std::wstring operatorText;
+    std::wstring first;
+    std::wstring second;
+    Record holding;
+    Record failing;
+};
+
+void expectConditions(const std::vector<Condition>& conditions) {
+    const auto check = [](const Condition& c, const Record& fields, bool holds) {
+        for (const std::wstring& field : fields) {
+            const Record record = {L"-", field, L"-"};
+            EXPECT_EQ(matches({L"$2", c.first, c.second, c.operatorText}, record), holds)
+                << narrow(c.operatorText + L" " + c.first + L" with " + field);
+            EXPECT_NE(matches({L"$2", c.first, c.second, c.operatorText + L"x"}, record), holds)
+                << narrow(c.operatorText + L"x " + c.first + L" with " + field);
+        }
+    };
+    for (const Condition& condition : conditions) {
+        check(condition, condition.holding, true);
+        check(condition, condition.failing, false);
+    }
+}
+
 TEST(LogRule, TestsOneField) {
-    struct Case {
-        std::wstring operatorText;
-        std::wstring first;
-        std::wstring second;
-        std::wstring field;
-        bool holds;
-    };
-    const std::vector<Case> cases = {
-        {L"eq", L"Web*1", L"", L"WEB-01", true},
-        {L"eq", L"Web*1", L"", L"web-2", false},
-        {L"eq", L"w?b", L"", L"web", true},
-        {L"eq", L"web", L"", L"web-1", false},
-        {L"eq", L"", L"", L"", true},
-        {L"eqc", L"Web", L"", L"web", false},
-        {L"eqc", L"W*", L"", L"Web", true},
-        {L"eqx", L"web", L"", L"web", false},
-        {L"eqx", L"web", L"", L"db", true},
-        {L"eqxc", L"Web", L"", L"web", true},
-        {L"??x", L"web", L"", L"web", false},  // unknown letters ask for equality
-        {L"", L"web", L"", L"WEB", true},
-        {L"e", L"web", L"", L"web", true},
-        {L"EQX", L"web", L"", L"web", true},  // letters and flags are small
-        {L"in", L"a,\"B,c\",d*", L"", L"b,C", true},
-        {L"in", L"a,\"B,c\",d*", L"", L"DEF", true},
-        {L"in", L"a,\"B,c\",d*", L"", L"b", false},
-        {L"inc", L"a,D*", L"", L"def", false},
-        {L"in", L"a,,b", L"", L"", true},
-        {L"in", L"", L"", L"", false},
-        {L"in", L"a,\"b", L"", L"a", false},
-        {L"inx", L"a,b", L"", L"b", false},
-        {L"co", L"abcdef", L"", L"CD", true},
-        {L"co", L"cd", L"", L"abcdef", false},
-        {L"co", L"a*c", L"", L"abc", false},
-        {L"co", L"abc", L"", L"", true},
-        {L"coc", L"abcdef", L"", L"CD", false},
-        {L"gt", L"5", L"", L"6", true},
-        {L"gt", L"5", L"", L"5", false},
-        {L"gt", L"-5", L"", L"none", true},
-        {L"gt", L"4000000000", L"", L"4000000001", true},
-        {L"gtx", L"5", L"", L"5", true},
-        {L"lt", L"5", L"", L"-6", true},
-        {L"lt", L"5", L"", L"5", false},
-        {L"bt", L"9", L"3", L"3", true},
-        {L"bt", L"9", L"3", L"9", true},
-        {L"bt", L"3", L"9", L"10", false},
-        {L"btx", L"3", L"9", L"2", true},
-        {L"eqx", L"*", L"", L"web", true},  // "*" holds whatever the flags say
-        {L"gtx", L"*", L"", L"-1", true},
-        {L"btd", L"*", L"", L"no date", true},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(matches({L"$2", c.first, c.second, c.operatorText}, {L"-", c.field, L"-"}),
-                  c.holds)
-            << narrow(c.operatorText + L" " + c.first + L" with " + c.field);
+    expectConditions({
+        {L"eq", L"Web*1", L"", {L"WEB-01", L"web1"}, {L"web-2", L"", L"a web1"}},
+        {L"eq", L"w?b", L"", {L"web", L"W*B"}, {L"wb"}},
+        {L"eq", L"", L"", {L""}, {L"web"}},
+        {L"eqc", L"W*b", L"", {L"Web"}, {L"web"}},
+        {L"??", L"web", L"", {L"WEB"}, {L"web-1"}},   // unknown letters ask for equality,
+        {L"EQC", L"Web", L"", {L"wEB"}, {L"web-1"}},  // capitals too, and are no flags
+        {L"in", L"a,\"B,c\",d*", L"", {L"A", L"b,C", L"DEF"}, {L"b", L"", L"a,"}},
+        {L"inc", L"a,D*", L"", {L"a", L"Def"}, {L"A", L"def"}},
+        {L"in", L"a,,b", L"", {L"", L"b"}, {L",", L"a,,b"}},
+        {L"in", L"", L"", {}, {L"", L"a"}},
+        {L"in", L"a,\"b", L"", {}, {L"a", L"b"}},
+        {L"co", L"abcdef", L"", {L"CD", L"abcdef", L""}, {L"xabcdef", L"ac", L"a*"}},
+        {L"coc", L"abCDef", L"", {L"CD"}, {L"cd"}},
+        {L"gt", L"5", L"", {L"6", L"99999999999"}, {L"5", L"-6", L"none"}},
+        {L"gt", L"4000000000", L"", {L"4000000001"}, {L"4000000000"}},
+        {L"lt", L"-5", L"", {L"-6"}, {L"-5", L"0", L""}},
+        {L"bt", L"9", L"3", {L"3", L"9"}, {L"2", L"10"}},
+        {L"bt", L"3", L"9", {L"3", L"9"}, {L"2", L"10"}},
+    });
+    for (const std::wstring operatorText : {L"", L"e"}) {
+        EXPECT_TRUE(matches({L"$1", L"web", L"", operatorText}, {L"WEB"}));
     }
 }
 
@@ -93,53 +86,33 @@ TEST(LogRule, ComparesDatesInSeconds) {
     const std::int64_t seconds = DateTime::ParseDate(date);
     const std::wstring same = std::to_wstring(seconds);
     const std::wstring before = std::to_wstring(seconds - 1);
-    struct Case {
-        std::wstring operatorText;
-        std::wstring first;
-        std::wstring field;
-        bool holds;
-    };
-    const std::vector<Case> cases = {
-        {L"gtd", before, date, true},         {L"gtd", same, date, false},
-        {L"dgt", before, date, false},  // unknown letters: the text is not equal
-        {L"ltd", before, date, false},        {L"btd", same, date, true},
-        {L"eqd", same, date, true},           {L"ind", before + L"," + same, date, true},
-        {L"gtd", L"-9", L"yesterday", false}, {L"ltd", same, L"yesterday", false},
-        {L"ltdx", same, L"yesterday", true},  {L"eqd", L"yesterday", L"yesterday", false},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(matches({L"$1", c.first, same, c.operatorText}, {c.field}), c.holds)
-            << narrow(c.operatorText + L" " + c.first + L" with " + c.field);
+    expectConditions({
+        {L"gtd", before, L"", {date}, {L"yesterday"}},
+        {L"gtd", same, L"", {}, {date}},
+        {L"ltd", same, L"", {L"2013-11-20T01:02:02"}, {date, L"yesterday"}},
+        {L"btcd", before, same, {date}, {L"yesterday", same}},
+        {L"eqd", same, L"", {date}, {same}},
+        {L"ind", before + L"," + same, L"", {date}, {L"yesterday"}},
+    });
+}
+
+TEST(LogRule, TakesAnythingThatIsThere) {
+    for (const std::wstring operatorText : {L"eq", L"eqx", L"inx", L"gtx", L"btdx", L"lt"}) {
+        EXPECT_TRUE(matches({L"$1", L"*", L"", operatorText}, {L"-1"}));
     }
 }
 
 TEST(LogRule, FindsItsField) {
-    struct Case {
-        std::wstring field;
-        bool isThere;
-    };
-    const std::vector<Case> cases = {
-        {L"$1", true},
-        {L"x2", true},
-        {L"32", true},
-        {L"$3", false},
-        {L"$99", false},
-        {L"$0", false},
-        {L"$-1", false},
-        {L"", false},
-        {L"2", false},
-        {L"$", false},
-        {L"$99999999999", false},
-        {L"$101", false},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(matches({c.field, L"*", L"", L"eq"}, {L"a", L""}), c.isThere) << narrow(c.field);
-        // On a field that is missing every operator is false, and a negation holds.
+    for (const std::wstring token : {L"$1", L"x2", L"32"}) {
+        EXPECT_TRUE(matches({token, L"*", L"", L"eq"}, {L"a", L""})) << narrow(token);
+    }
+    // On a field that is missing every operator is false, and a negation holds.
+    for (const std::wstring token :
+         {L"$3", L"$99", L"$0", L"$-1", L"", L"2", L"$", L"$99999999999", L"$101"}) {
         for (const std::wstring letters : {L"eq", L"in", L"co", L"gt", L"lt", L"bt"}) {
-            if (!c.isThere) {
-                EXPECT_FALSE(matches({c.field, L"", L"9", letters}, {L"a", L""}));
-                EXPECT_TRUE(matches({c.field, L"*", L"9", letters + L"x"}, {L"a", L""}));
-            }
+            EXPECT_FALSE(matches({token, L"", L"9", letters}, {L"a", L""})) << narrow(token);
+            EXPECT_FALSE(matches({token, L"*", L"9", letters}, {L"a", L""})) << narrow(token);
+            EXPECT_TRUE(matches({token, L"*", L"9", letters + L"x"}, {L"a", L""}));
         }
     }
 }
@@ -147,23 +120,18 @@ TEST(LogRule, FindsItsField) {
 TEST(LogRule, TakesFieldsFromHostAndTime) {
     const Record record = {L"DFWW", L"1", L"2013-11-20 01:02:03.004 Z+0000"};
     const AgentInfoRef agent;
-    struct Case {
-        std::wstring field;
-        std::wstring value;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<std::pair<std::wstring, std::wstring>> cases = {
         {L"$100", agent->hostName()},
         {L"$110", std::wstring(agent->osName())},
-        {L"$210", L"2013-11-20 01:02:03"},
         {L"$220", L"3"},
+        {L"$210", L"2013-11-20 01:02:03"},
         {L"$230", L"2013"},
         {L"$240", L"11"},
         {L"$250", L"20"},
         {L"$260", L"1"},
-        {L"$270", L"2"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_TRUE(matches({c.field, c.value, L"", L"eq"}, record)) << narrow(c.field);
+        {L"$270", L"2"}};
+    for (const auto& [field, value] : cases) {
+        EXPECT_TRUE(matches({field, value, L"", L"eq"}, record)) << narrow(field);
     }
     for (const Record& undated : {Record{L"a", L"1"}, Record{L"a", L"1", L"x"}}) {
         EXPECT_FALSE(matches({L"$230", L"*", L"", L"eq"}, undated));

@@ -34,25 +34,15 @@ TEST(FileTamperEvent, NamesActionAndKindOfEntry) {
 }
 
 TEST(SymlinkTamperEvent, NamesTargetAndReturn) {
-    struct Case {
-        bool existed;
-        FileAction action;
-        std::wstring label;
-        std::wstring text;
+    const auto textOf = [](bool existed, FileAction action, const std::wstring& label) {
+        return SymlinkTamperEvent(L"c:\\l", L"d:\\t", existed, action, label).GetEventText();
     };
-    const std::vector<Case> cases = {
-        {false, FileAction::Added, L"",
-         L"Detected File Tampering - Action: Added\nName: c:\\l -> d:\\t\n"},
-        {true, FileAction::Added, L"",
-         L"Detected File Tampering - Action: Added(Reappeared)\nName: c:\\l -> d:\\t\n"},
-        {true, FileAction::Modified, L"L",
-         L"Label: L\nDetected File Tampering - Action: Modified\nName: c:\\l -> d:\\t\n"},
-    };
-    for (const Case& c : cases) {
-        SymlinkTamperEvent event(L"c:\\l", L"d:\\t", c.existed, c.action, c.label);
-        EXPECT_EQ(event.GetEventText(), c.text);
-        EXPECT_EQ(event.GetFileName(), L"c:\\l");
-    }
+    EXPECT_EQ(textOf(false, FileAction::Added, L""),
+              L"Detected File Tampering - Action: Added\nName: c:\\l -> d:\\t\n");
+    EXPECT_EQ(textOf(true, FileAction::Added, L""),
+              L"Detected File Tampering - Action: Added(Reappeared)\nName: c:\\l -> d:\\t\n");
+    EXPECT_EQ(textOf(true, FileAction::Modified, L"L"),
+              L"Label: L\nDetected File Tampering - Action: Modified\nName: c:\\l -> d:\\t\n");
 }
 
 TEST(LogFileEvent, CarriesTheLine) {

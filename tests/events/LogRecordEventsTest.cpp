@@ -56,11 +56,7 @@ TEST(ParseInjectedEvent, RefusesOtherForms) {
     const std::wstring tooShort = L"Injected event message contain at 3 lines: ";
     const std::wstring badCount = L"Injected event contains bad INI spec: ";
     const std::wstring noSection = L"Injected event missing [IDSEvent] INI section: ";
-    struct Case {
-        std::vector<std::wstring> lines;
-        std::wstring complaint;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<std::pair<std::vector<std::wstring>, std::wstring>> cases = {
         {{}, tooShort},
         {{L"k", L"0"}, tooShort},
         {{L"k", L"5", L"[IDSEvent]", L"a=1", L"b=1", L"c=1", L"", L"m"}, badCount},
@@ -68,16 +64,15 @@ TEST(ParseInjectedEvent, RefusesOtherForms) {
         {{L"k", L"99999999999999999999", L"[IDSEvent]", L"", L"m"}, badCount},
         {{L"k", L"-1", L"[IDSEvent]", L"", L"m"}, badCount},
         {{L"k", L"1", L"a=1", L"", L"m"}, noSection},
-        {{L"k", L"1", L"", L"[IDSEvent]", L"m"}, noSection},
-    };
-    for (const Case& c : cases) {
+        {{L"k", L"1", L"", L"[IDSEvent]", L"m"}, noSection}};
+    for (const auto& [lines, complaint] : cases) {
         testing::LogCapture log;
-        const std::wstring text = record(c.lines);
+        const std::wstring text = record(lines);
         std::wstring kind = L"kind";
         std::wstring message = L"message";
         FieldMap fields = {{L"old", L"field"}};
         EXPECT_FALSE(ParseInjectedEvent(text, kind, message, fields));
-        EXPECT_EQ(log.takeDebug(), Values{c.complaint + text});
+        EXPECT_EQ(log.takeDebug(), Values{complaint + text});
         EXPECT_EQ(kind + message, L"kindmessage");
         EXPECT_EQ(fields.size(), 1U);
     }
