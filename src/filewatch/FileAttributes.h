@@ -32,6 +32,9 @@ public:
     void ReadObject(std::istream& stream) override;
 
     virtual std::unique_ptr<FileAttributes> Clone() const = 0;
+    // A snapshot of the same object taken now, with path and volume kind as here. Cheaper than a
+    // clone that keeps the old state before Initialize overwrites it.
+    virtual std::unique_ptr<FileAttributes> TakeNew() const = 0;
     // Takes the snapshot anew from the live object. Always true: an object that is not there or
     // cannot be read gives a snapshot whose Exists is false.
     virtual bool Initialize() = 0;
@@ -93,8 +96,11 @@ public:
     virtual std::uint32_t GetRawAttributes() const { return 0; }
     // Changes the live object, not the snapshot. `value` is 0 or 1.
     virtual bool SetReadOnly(std::uint32_t value) = 0;
-    // Replaces the access time alone, for reads of our own; a failure leaves it as it was.
-    virtual void RefreshAccessTime() = 0;
+    // Replaces the access time alone, for reads of our own. A failure leaves it as it was and gives
+    // false: the object is not there, as Initialize would have it.
+    virtual bool RefreshAccessTime() = 0;
+    // Replaces the modified time by that of `other`, a snapshot of the same kind.
+    virtual void TakeModifiedTime(const FileAttributes& other) = 0;
     virtual VolumeKind GetVolumeKind() = 0;  // classified once, then kept
     virtual void Reset();                    // path and volume kind stay
 

@@ -62,6 +62,19 @@ std::unique_ptr<FileAttributes> WinFileAttributes::Clone() const {
     return std::make_unique<WinFileAttributes>(*this);
 }
 
+std::unique_ptr<FileAttributes> WinFileAttributes::TakeNew() const {
+    auto snapshot = std::make_unique<WinFileAttributes>(path_);
+    snapshot->volumeKind_ = volumeKind_;
+    snapshot->Initialize();
+    return snapshot;
+}
+
+void WinFileAttributes::TakeModifiedTime(const FileAttributes& other) {
+    if (const auto* source = dynamic_cast<const WinFileAttributes*>(&other)) {
+        modifiedTime_ = source->modifiedTime_;
+    }
+}
+
 void WinFileAttributes::Reset() {
     FileAttributes::Reset();
     creationTime_ = 0;

@@ -34,6 +34,7 @@ public:
     // file calls ReadObjectOfVersion.
     void ReadObject(std::istream& stream) override;
     std::unique_ptr<FileAttributes> Clone() const override;
+    std::unique_ptr<FileAttributes> TakeNew() const override;
     bool Initialize() override;
     bool Update() override;
     bool WriteText(std::wostream& stream) const override;
@@ -57,7 +58,8 @@ public:
     std::uint32_t GetExtraLinkCount() const override;
     std::uint32_t GetRawAttributes() const override;
     bool SetReadOnly(std::uint32_t value) override;
-    void RefreshAccessTime() override;
+    bool RefreshAccessTime() override;
+    void TakeModifiedTime(const FileAttributes& other) override;
     VolumeKind GetVolumeKind() override;
     void Reset() override;
 

@@ -235,11 +235,13 @@ void WinFileAttributes::ReadAcl(const std::wstring& realPath) {
     acl_ = std::move(text);
 }
 
-void WinFileAttributes::RefreshAccessTime() {
+bool WinFileAttributes::RefreshAccessTime() {
     platform::FileFacts facts;
-    if (platform::files().query(MapToRealPath(path_), facts) == error::Success) {
-        accessTime_ = facts.accessTime;
+    if (platform::files().query(MapToRealPath(path_), facts) != error::Success) {
+        return false;
     }
+    accessTime_ = facts.accessTime;
+    return true;
 }
 
 VolumeKind WinFileAttributes::GetVolumeKind() {
