@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "filewatch/EventValues.h"
 #include "filewatch/FileAttributes.h"
 #include "filewatch/WatchedEntity.h"
 #include "utils/Logging.h"
@@ -31,14 +32,6 @@ std::wstring_view operationLetter(FileAction action) {
             return L"U";
     }
     return {};
-}
-
-// Two values: both where there is a difference, the current one of a new file, else none.
-void appendNumbers(std::vector<std::wstring>& values, std::uint64_t previous, std::uint64_t current,
-                   bool isNew) {
-    const bool differ = previous != current;
-    values.push_back(differ && !isNew ? std::to_wstring(previous) : std::wstring());
-    values.push_back(differ || isNew ? std::to_wstring(current) : std::wstring());
 }
 
 }  // namespace
@@ -73,9 +66,9 @@ void WatchedEntity::SetEventFields(std::vector<std::wstring>& values,
         action == FileAction::Unmount) {
         return;
     }
-    const bool isNew = action == FileAction::Added;
-    appendNumbers(values, previous->GetRawAttributes(), attributes->GetRawAttributes(), isNew);
-    appendNumbers(values, previous->GetSize(), attributes->GetSize(), isNew);
+    ValuePairs pairs(values, action == FileAction::Added);
+    pairs.number(previous->GetRawAttributes(), attributes->GetRawAttributes());
+    pairs.number(previous->GetSize(), attributes->GetSize());
     values.emplace_back();  // the description
 }
 

@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "filewatch/WatchedEntity.h"
 
 namespace lathwind {
 
+class ByteArray;      // utils/ByteArray.h
 class FileDiffState;  // plugins/FileDiffState.h
 
 // One regular file or folder under a file-watch entry.
@@ -25,6 +27,12 @@ public:
     // the SHA-256 of the whole file; a file that cannot be read gets a zero digest.
     bool UpdateEntity(bool makeDigest) override;
     bool PrepareDiff() override;
+    // What is an event and what it says: docs/change-analysis.md. The snapshot is the fresh one
+    // afterwards, whether or not there was an event, so that a change is told once. At most one
+    // event comes of a call. The diff lock may be taken.
+    std::size_t CompareWithSaved(EventList& events, const WatchedEntity& saved,
+                                 const std::wstring& nameInEvents) override;
+    std::size_t ProcessNotification(EventList& events, const FileNotificationInfo& note) override;
     void Assign(const WatchedEntity& other) override;
     void WriteObject(std::ostream& stream) override;
     void ReadObject(std::istream& stream) override;
@@ -44,11 +52,21 @@ public:
     bool Equals(const WatchedFile& other) const;
 
 private:
+    class Analysis;  // WatchedFileEvents.cpp
+
+    // `previous` may be null.
+    void SetEventFields(IDSEvent& event, const FileAttributes* previous, FileAction action,
+                        const std::wstring& detailText, bool fromDriver) const;
+    void AppendFileValues(std::vector<std::wstring>& values, const FileAttributes& previous,
+                          bool isNew) const;
     void ReadOwnFields(std::istream& stream);
     void ReadContents(std::istream& stream, std::wstring diffType);
     void MakeDigest();
+    // Reads the file as it is now, appends how it differs from the contents that were held, and
+    // holds the new ones.
+    void MakeDiff(std::wstring& detailText);
     bool IsBelowDiffLimit();
-    void TakeContents(const std::wstring& path);
+    std::unique_ptr<ByteArray> TakeContents(const std::wstring& path);
     FileDiffState& DiffState();
 
     std::wstring label;

@@ -2,11 +2,15 @@
 #include <sstream>
 
 #include "filewatch/FileAttributes.h"
+#include "filewatch/FileNotificationInfo.h"
 #include "filewatch/FileWatchParams.h"
 #include "filewatch/WatchedFile.h"
+#include "plugins/DiffFilter.h"
 #include "plugins/DiffModule.h"
 #include "plugins/FileDiffState.h"
+#include "support/FakeFiles.h"
 #include "support/LogCapture.h"
+#include "support/ServiceOverride.h"
 #include "support/StateFileBuilder.h"
 #include "support/TempDir.h"
 #include "utils/Digests.h"
@@ -20,7 +24,21 @@ using lathwind::testing::ParsedEntity;
 using lathwind::testing::StateFileBuilder;
 using lathwind::testing::TempDir;
 
-// Covers "*.txt"; every file with a NUL in front is binary.
+// "old>new", or nothing where `isSilent`.
+class FakeFilter : public DiffFilter {
+public:
+    std::wstring run(void*&, const ByteArray& previous, const ByteArray& current) const override {
+        const auto text = [](const ByteArray& bytes) {
+            return std::wstring(bytes.GetData(), bytes.GetData() + bytes.GetLength());
+        };
+        return isSilent ? std::wstring() : text(previous).append(L"\xFFDC>").append(text(current));
+    }
+    void release(void*) const override {}
+
+    bool isSilent = false;
+};
+
+// Covers "*.txt".
 class FakeDiff : public DiffModule {
 public:
     FakeDiff() { setDiffModule(this); }
@@ -30,7 +48,7 @@ public:
 
     bool lookup(const std::wstring& path, FileDiffState& state) override {
         const bool covered = path.ends_with(L".txt");
-        state.diffType = covered ? L"txt" : L"";
+        state.setFilter(covered ? L"txt" : L"", covered ? &filter : nullptr);
         return covered;
     }
     bool isText(const std::wstring&, FileDiffState& state) override {
@@ -38,6 +56,7 @@ public:
         return !isBinary;
     }
 
+    FakeFilter filter;
     bool isBinary = false;
 };
 
@@ -61,6 +80,20 @@ std::wstring sha256Of(std::string_view bytes) {
 class WatchedFileTest : public ::testing::Test {
 protected:
     std::wstring path() const { return toLower(folder_.path(L"one.txt")); }
+    // The one event of a hint at a change, or null.
+    std::unique_ptr<IDSEvent> modified(WatchedFile& file,
+                                       FileAction action = FileAction::Modified) {
+        EventList events;
+        const std::size_t count =
+            file.ProcessNotification(events, FileNotificationInfo(path(), action, 1));
+        EXPECT_EQ(count, events.size());
+        return events.empty() ? nullptr : std::move(events.front());
+    }
+    std::unique_ptr<IDSEvent> sinceLastRun(WatchedFile& live, const WatchedFile& saved) {
+        EventList events;
+        live.CompareWithSaved(events, saved, {});
+        return events.empty() ? nullptr : std::move(events.front());
+    }
     TempDir folder_;
 };
 
@@ -221,6 +254,139 @@ TEST_F(WatchedFileTest, EqualityIsLastActionAndSnapshot) {
     other = record;
     other.accessTime = 1;
     EXPECT_FALSE(equals(other));
+}
+
+std::wstring detailsOf(const IDSEvent& event) {
+    return event.GetField(eventField::BinaryData);
+}
+
+std::wstring digestLines(const std::wstring& previous, const std::wstring& current) {
+    std::wstring text = L"SHA-256 checksum changed.\n";
+    text += previous.empty() ? L"" : L"Old Hash: " + previous + L"\n";
+    return text.append(L"New Hash: ").append(current).append(L"\n\n");
+}
+
+// Real contents under facts that the test writes down: systems differ in what a write moves.
+class SteadyFiles : public testing::FakeFiles {
+public:
+    std::FILE* openStream(const std::wstring& path, const std::wstring& mode,
+                          platform::Sharing sharing) override {
+        return opens ? real_.openStream(path, mode, sharing) : nullptr;
+    }
+    bool opens = true;
+
+private:
+    platform::Files& real_ = platform::files();
+};
+
+class WatchedFileDigests : public WatchedFileTest {
+protected:
+    WatchedFileDigests() {
+        params_.checksum = true;
+        rewrite("contents");
+    }
+    void rewrite(std::string_view bytes, std::uint64_t modifiedTime = 1) {
+        folder_.write("one.txt", bytes);
+        files_.objects[path()].facts = {0, 1, 1, modifiedTime, bytes.size()};
+    }
+    WatchedFile make() const {
+        WatchedFile file(path(), &params_, {});
+        file.InitializeEntity(false);
+        return file;
+    }
+
+    FileWatchParams params_;
+    SteadyFiles files_;
+    testing::ServiceOverride<platform::Files> answers_{platformFactory.files, files_};
+    LogCapture log_;
+};
+
+TEST_F(WatchedFileDigests, OfANotification) {
+    WatchedFile file = make();
+    EXPECT_EQ(detailsOf(*modified(file, FileAction::Added)), digestLines({}, sha256Of("contents")));
+    rewrite("stnetnoc");
+    EXPECT_EQ(modified(file), nullptr) << "nothing but the digest would tell";
+    rewrite("changed!!");
+    const auto changed = modified(file);
+    ASSERT_NE(changed, nullptr);
+    EXPECT_EQ(detailsOf(*changed), digestLines(sha256Of("contents"), sha256Of("changed!!")));
+    EXPECT_EQ(changed->GetEventText().find(L"Hash"), std::wstring::npos);
+    EXPECT_TRUE(log_.hasDebug(L"SHA2 processed for: " + path()));
+    EXPECT_TRUE(log_.hasDebug(L"Checksums changed for file: " + path()));
+    rewrite("changed!!", 2);
+    EXPECT_EQ(detailsOf(*modified(file)), L"") << "the same contents at another time";
+
+    const std::wstring none(64, L'0');
+    files_.opens = false;
+    rewrite("unseen");
+    EXPECT_EQ(detailsOf(*modified(file)), digestLines(sha256Of("changed!!"), none));
+    EXPECT_TRUE(log_.hasDebug(L"SHA2 calculation failed for: " + path()));
+    files_.opens = true;
+    rewrite("seen");
+    EXPECT_EQ(detailsOf(*modified(file)), digestLines(none, sha256Of("seen")));
+
+    // Found by an access to have come back: its digest is that of what is there now.
+    files_.objects.clear();
+    EXPECT_NE(modified(file, FileAction::Deleted), nullptr);
+    rewrite("back");
+    EXPECT_EQ(detailsOf(*modified(file, FileAction::Accessed)), digestLines({}, sha256Of("back")));
+}
+
+TEST_F(WatchedFileDigests, SinceTheLastRun) {
+    const WatchedFile saved = make();
+    const auto start = [&] {
+        WatchedFile live = make();
+        return sinceLastRun(live, saved);
+    };
+    EXPECT_EQ(start(), nullptr);
+    rewrite("contents", 2);
+    EXPECT_EQ(start(), nullptr) << "another time and the same contents";
+    rewrite("stnetnoc", 2);
+    const auto changed = start();
+    ASSERT_NE(changed, nullptr);
+    EXPECT_EQ(detailsOf(*changed), digestLines(sha256Of("contents"), sha256Of("stnetnoc")));
+    EXPECT_TRUE(changed->GetEventText().ends_with(L"Name: " + path() + L"\n"));
+    EXPECT_EQ(changed->GetValues()[2], L"M");
+    EXPECT_TRUE(log_.hasDebug(L"Checksums changed for file: " + path()));
+
+    files_.objects.clear();
+    files_.opens = false;
+    EXPECT_EQ(start()->GetValues()[2], L"M") << "another digest counts for more than the absence";
+}
+
+TEST_F(WatchedFileTest, Diffs) {
+    FakeDiff module;
+    const LogCapture log;
+    folder_.write("one.txt", "old");
+    WatchedFile file(path(), nullptr, {});
+    file.InitializeEntity(false);
+    const WatchedFile saved(file);
+    folder_.write("one.txt", "newer");
+    const auto changed = modified(file);
+    ASSERT_NE(changed, nullptr);
+    EXPECT_EQ(detailsOf(*changed), L"old...>newer");
+    EXPECT_TRUE(changed->GetEventText().ends_with(L"(Contents Changed)\nold...>newer"));
+    EXPECT_EQ(contentsOf(file), "newer");
+
+    WatchedFile live(path(), nullptr, {});
+    live.InitializeEntity(false);
+    EXPECT_EQ(detailsOf(*sinceLastRun(live, saved)), L"old...>newer");
+    EXPECT_EQ(contentsOf(live), "newer");
+
+    module.filter.isSilent = true;
+    folder_.write("one.txt", "newest");
+    EXPECT_EQ(modified(file)->GetEventText().find(L"Contents"), std::wstring::npos);
+    EXPECT_EQ(contentsOf(file), "newest");
+
+    for (const std::size_t kilobytes : {100u, 101u, 102u}) {
+        folder_.write("one.txt", std::string(kilobytes * 1024, 'x'));
+        EXPECT_EQ(detailsOf(*modified(file)), L"");
+        EXPECT_EQ(contentsOf(file), "none");
+    }
+    ASSERT_EQ(log.messages.size(), 1u);
+    EXPECT_EQ(log.messages[0].text,
+              L"FWC_0023:  File too big to perform diff (100 Kb > 100 Kb limit): " + path());
+    EXPECT_FALSE(file.GetDiffState()->hasFilter());
 }
 
 }  // namespace
