@@ -4,14 +4,21 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "events/LogRecordEvents.h"
 #include "filewatch/LogFileProperties.h"
+#include "filewatch/LogLineReader.h"
 #include "filewatch/WatchedEntity.h"
 
 namespace lathwind {
 
+class LogLineFilter;  // filewatch/LogLineFilter.h
+
 // Follows one growing text file: how many bytes of it have been consumed, and a digest of exactly
-// those bytes, so that a restart can tell a log that merely grew from one that was rotated.
+// those bytes, so that a restart can tell a log that merely grew from one that was rotated. Each
+// complete line behind them that passes the entry's filter becomes an event.
+// docs/log-following.md tells what is read when, and what each way of rotating a log costs.
 class WatchedLogFile : public WatchedEntity {
 public:
     // `logProperties` may be null: the defaults then stay until SetLogProperties or a record.
@@ -27,6 +34,14 @@ public:
     // A log starts at its present end, or at its start with `clearSize`; a log of the prevention
     // service keeps its offset.
     bool InitializeEntity(bool clearSize) override;
+    // Reads the new lines, if the snapshot differs from the one of `saved`, the state before, or
+    // if that had left some. One pass makes at most four fifths of the events that the queue
+    // holds; the rest of the lines is left to the next. `nameInEvents` is the machine's name in
+    // injected events.
+    std::size_t CompareWithSaved(EventList& events, const WatchedEntity& saved,
+                                 const std::wstring& nameInEvents) override;
+    // Takes a new snapshot and reads the new lines. A log that was removed gives no event.
+    std::size_t ProcessNotification(EventList& events, const FileNotificationInfo& note) override;
     void Assign(const WatchedEntity& other) override;
     void WriteObject(std::ostream& stream) override;
     // Reading compares the stored digest with the file as it is now: a log that was cut or
@@ -51,7 +66,29 @@ private:
     void ReadObjectOfFirstVersion(std::istream& stream);
     void CheckConsumedPart(bool digestIsMd5);
 
+    // WatchedLogFileRead.cpp
+    bool IsWide() const;
+    bool OpenLogFile();
+    bool SeekLog(std::FILE* stream, std::int64_t position, int origin) const;
+    bool SeekOffset();
+    bool StartReading();
+    bool ReadLine(bool closeAfterRead);  // leaves the line with `reader`
+
+    // WatchedLogFileEvents.cpp
+    bool IsToBeRead(const WatchedEntity& saved) const;
+    std::size_t ReadEvents(EventList& events, const WatchedEntity& saved,
+                           const std::wstring& nameInEvents);
+    bool NextText(bool closeAfterRead, const LogLineFilter& filter, std::wstring& line);
+    std::size_t ReadInjected(EventList& events, const std::wstring& nameInEvents,
+                             std::size_t limit);
+    std::size_t ReadMatching(EventList& events, const WatchedEntity& saved, std::size_t limit,
+                             bool closeAfterRead);
+    std::unique_ptr<IDSEvent> CreateLineEvent(const std::vector<std::wstring>& fileValues,
+                                              const std::wstring& line,
+                                              const FieldMap& captures) const;
+
     std::unique_ptr<std::FILE, StreamCloser> file;  // null while closed
+    std::unique_ptr<LogLineReader> reader;          // while lines are read
     std::uint32_t offset = 0;                       // bytes consumed, from the file's start
     LogFileProperties properties;
     std::int32_t lastAction = 0;  // of the notification being processed
