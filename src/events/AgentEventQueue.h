@@ -24,7 +24,7 @@ std::unique_ptr<IDSEvent> makeAgentEvent(const AgentEventFacts& facts);
 
 // Owns the events in it. Producers push from any thread; one consumer pops; drain may run beside
 // it. Limits are those of any store, HighWaterQueue::kDefaultLimit.
-class AgentEventQueue : public AgentEventSink {
+class AgentEventQueue final : public AgentEventSink {
 public:
     AgentEventQueue();
     ~AgentEventQueue() override;  // destroys what is left

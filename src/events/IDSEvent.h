@@ -89,8 +89,8 @@ public:
     // False, and nothing remembered, when the file cannot be written.
     bool WriteToFile(const std::wstring& path);
 
-    // Where an unforced call finds its field set by force, it leaves it alone. Texts that name
-    // nothing change nothing.
+    // An unforced call leaves a field alone that was set by force. A kind or a severity letter that
+    // is none changes nothing; a system state without a letter is the empty one.
     void SetSourceKind(std::uint32_t kind, bool force);
     void SetSourceKindText(std::wstring_view text, bool force);
     void SetSeverityLetter(std::wstring_view letter, bool force);  // sets the priority

@@ -2,7 +2,6 @@
 #include <sstream>
 #include <vector>
 
-#include "events/DescribedEvent.h"
 #include "events/IDSEvent.h"
 #include "support/FakeProcesses.h"
 #include "support/HostDecorator.h"
@@ -427,26 +426,13 @@ TEST(IDSEvent, PrintedFormGoesIntoAFile) {
     EXPECT_EQ(folder.read("event.txt"), narrow(form));
 }
 
-TEST(IDSEvent, TextsReplaceAndDescriptionsGrow) {
+TEST(IDSEvent, ATextReplacesTheOneBefore) {
     IDSEvent event;
-    event.SetRawText(L"raw");
     event.SetEventText(L"one");
+    event.SetRawText(L"raw");
     event.SetEventText(L"two");
     EXPECT_EQ(event.GetEventText(), L"two");
     EXPECT_EQ(event.GetRawText(), L"");
-
-    class Described : public DescribedEvent {
-    public:
-        Described() : DescribedEvent(L"c:\\f", L"Head\n") {}
-    } described;
-    EXPECT_EQ(described.GetFileName(), L"c:\\f");
-    EXPECT_EQ(described.GetEventText(), L"Head\n");
-    described.SetRawText(L"raw");
-    described.AddChangeText(L"a");
-    static_cast<IDSEvent&>(described).SetEventText(L"b");
-    EXPECT_EQ(described.GetEventText(), L"Head\nab");
-    EXPECT_EQ(described.GetDescription(), described.GetEventText());
-    EXPECT_EQ(described.GetRawText(), L"");
 }
 
 }  // namespace
