@@ -1,0 +1,127 @@
+// What it costs to see that nothing happened: taking a snapshot of a file, and comparing two equal
+// ones. The reference of the first is the bare status call on the same file (the standard library's
+// status, which is stat(2) and a switch), that of the second the plain equality of snapshots. The
+// sides run in turns, and the best turn of each counts: a busy machine slows single turns, never
+// speeds them up.
+//
+// A file with an extended attribute takes three calls to the system that each look up its path
+// (status, names, value), one without takes two: that is the floor of the ratios.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "filewatch/FileAttributes.h"
+#include "filewatch/windows/WinFileAttributes.h"
+#include "utils/Text.h"
+#include "utils/platform/PlatformFactory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using lathwind::FileAttributes;
+using lathwind::WinFileAttributes;
+
+constexpr int kTurns = 300;
+constexpr int kRounds = 1000;  // of one turn
+
+struct Pair {
+    double own = std::numeric_limits<double>::max();  // seconds of one round
+    double reference = std::numeric_limits<double>::max();
+};
+
+template <class Action>
+double secondsOf(Action action) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int round = 0; round < kRounds; ++round) {
+        action();
+    }
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() /
+           kRounds;
+}
+
+template <class Own, class Reference>
+Pair measure(Own own, Reference reference) {
+    Pair best;
+    for (int turn = 0; turn < kTurns; ++turn) {
+        best.own = std::min(best.own, secondsOf(own));
+        best.reference = std::min(best.reference, secondsOf(reference));
+    }
+    return best;
+}
+
+void print(const char* what, const char* reference, const Pair& pair) {
+    std::printf("%s: %.0f/s, %s: %.0f/s, ratio of cost %.2f\n", what, 1 / pair.own, reference,
+                1 / pair.reference, pair.own / pair.reference);
+}
+
+// Python is there for other benchmarks, and its standard library has the call.
+bool setAttribute(const fs::path& file) {
+    const std::string command =
+        "python3 -c 'import os,sys; os.setxattr(sys.argv[1], \"user.note\", b\"value\")' '" +
+        file.string() + "' 2> /dev/null";
+    return std::system(command.c_str()) == 0;
+}
+
+bool benchFile(const fs::path& file) {
+    const std::wstring path = lathwind::widen(file.string());
+    const std::unique_ptr<FileAttributes> snapshot = lathwind::CreateFileAttributes(path);
+    const std::unique_ptr<FileAttributes> previous = snapshot->Clone();
+    std::uint64_t seen = 0;
+    const auto status = [&] {
+        std::error_code failure;
+        seen += fs::status(file, failure).type() == fs::file_type::regular;
+    };
+    print("snapshots", "status calls", measure([&] { seen += snapshot->Initialize(); }, status));
+    lathwind::platform::FileFacts facts;
+    print("snapshots", "queries of the platform layer",
+          measure([&] { seen += snapshot->Initialize(); },
+                  [&] { seen += lathwind::platform::files().query(path, facts) == 0; }));
+    print("copy, snapshot and comparison", "status calls",
+          measure(
+              [&] {
+                  const auto before = snapshot->Clone();
+                  snapshot->Initialize();
+                  seen += snapshot->CompareToText(*before, true, nullptr, nullptr, true).empty();
+              },
+              status));
+    print("comparisons of equal snapshots", "Equals",
+          measure(
+              [&] {
+                  seen += snapshot->CompareToText(*previous, false, nullptr, nullptr, true).empty();
+              },
+              [&] { seen += snapshot->Equals(*previous); }));
+    // Every round saw the file and found it unchanged: what was counted really ran.
+    const auto rounds = static_cast<std::uint64_t>(kTurns) * kRounds;
+    return seen == 8 * rounds && snapshot->Exists();
+}
+
+}  // namespace
+
+int main() {
+    const fs::path folder = fs::absolute("build/bench/snapshot");
+    fs::create_directories(folder);
+    const fs::path plain = folder / "plain.txt";
+    const fs::path noted = folder / "noted.txt";
+    std::ofstream(plain) << "contents";
+    std::ofstream(noted) << "contents";
+    std::printf("%s\n", "a file without extended attributes");
+    bool done = benchFile(plain);
+    if (setAttribute(noted)) {
+        std::printf("%s\n", "a file with one extended attribute");
+        done = benchFile(noted) && done;
+    } else {
+        std::printf("the file system of %s keeps no extended attributes\n", folder.c_str());
+    }
+    fs::remove_all(folder);
+    if (!done) {
+        std::fprintf(stderr, "a round did not see the file as it was\n");
+    }
+    return done ? EXIT_SUCCESS : EXIT_FAILURE;
+}
