@@ -14,6 +14,7 @@ struct FakeFile {
     platform::ErrorCode queryCode = platform::error::Success;
     platform::FileFacts facts;
     platform::ErrorCode securityCode = platform::error::Success;
+    platform::ErrorCode aclCode = platform::error::Success;  // once the access list is asked for
     std::wstring owner;
     std::wstring group;
     std::wstring sddl;
@@ -72,6 +73,9 @@ public:
         lastInformation = information;
         const FakeFile* object = find(path);
         code = object != nullptr ? object->securityCode : platform::error::FileNotFound;
+        if (code == platform::error::Success && (information & platform::security::Dacl) != 0) {
+            code = object->aclCode;
+        }
         return code != platform::error::Success ? nullptr : std::make_unique<Descriptor>(*object);
     }
     StreamQuery queryStreams(const std::wstring& path, std::span<std::byte> buffer,

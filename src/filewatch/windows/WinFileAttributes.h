@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "filewatch/FileAttributes.h"
-#include "utils/platform/Errors.h"
+#include "utils/platform/Files.h"
 
 namespace lathwind {
 
@@ -89,10 +89,11 @@ private:
     void ReadJoinedAcl(std::istream& stream);
     void ReadVersionedFields(std::istream& stream, std::uint16_t version);
     bool ReadTextFields(std::wistream& stream);
-    bool QueryFacts(const std::wstring& realPath);
-    void ReadExtendedAttributes(const std::wstring& realPath);
+    void TakeFacts(const platform::FileFacts& facts);
+    void ReadOwners(const std::wstring& realPath, const platform::Survey& survey);
+    void ReadExtendedAttributes(const platform::Survey& survey);
     void ReadAlternateStreams(const std::wstring& realPath);
-    void ReadAcl(const std::wstring& realPath);
+    void ReadAcl(const platform::SecurityDescriptor* descriptor);
 
     FileTime creationTime_ = 0;
     FileTime accessTime_ = 0;

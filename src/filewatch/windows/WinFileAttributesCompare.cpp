@@ -67,6 +67,9 @@ private:
     bool flags(bool compareVolatile) {
         const std::uint32_t bits = current_.GetRawAttributes();
         const std::uint32_t changed = bits ^ previous_.GetRawAttributes();
+        if (changed == 0) {
+            return true;
+        }
         for (const FlagRow& flag : kFlagRows) {
             const bool differs = (changed & flag.bit) != 0 && (compareVolatile || !flag.isVolatile);
             if (!row(differs, [&] { return flagChangeText(flag.label, (bits & flag.bit) != 0); })) {

@@ -26,8 +26,39 @@ constexpr std::uint32_t kWholeDescriptor =
 constexpr std::uint32_t kTextParts = kOwnerAndGroup | security::Dacl | security::Label;
 static_assert(kWholeDescriptor == 0xa0000007 && kTextParts == 23);
 
+// The path to ask the platform about: the snapshot's own, without a copy, unless this process is
+// shown other folders.
+class RealPath {
+public:
+    explicit RealPath(const std::wstring& path)
+        : path_(path), mapped_(systemFolders().isWow64 ? MapToRealPath(path) : std::wstring()) {}
+    const std::wstring& get() const { return systemFolders().isWow64 ? mapped_ : path_; }
+
+private:
+    const std::wstring& path_;
+    const std::wstring mapped_;
+};
+
 std::wstring errorText(ErrorCode code) {
     return platform::host().errorText(code);
+}
+
+// Makes a SID, as a descriptor gave it, the account's name where that is wanted and known.
+void takeAccount(ErrorCode code, bool resolveName, std::wstring& sid) {
+    std::wstring name;
+    if (code != error::Success) {
+        sid.clear();
+    } else if (resolveName && GetAccountNameOfSid(sid, name) && !name.empty()) {
+        sid = name;
+    }
+}
+
+// False unless both are there.
+bool takeOwners(const platform::SecurityDescriptor& descriptor, bool resolveNames,
+                std::wstring& owner, std::wstring& group) {
+    takeAccount(descriptor.owner(owner), resolveNames, owner);
+    takeAccount(descriptor.group(group), resolveNames, group);
+    return !owner.empty() && !group.empty();
 }
 
 bool isMissing(ErrorCode code) {
@@ -38,18 +69,6 @@ bool isMissing(ErrorCode code) {
 // snapshot that comes back from the state file would differ from the one that went in.
 std::wstring widenText(std::string_view bytes) {
     return widen(bytes.substr(0, bytes.find('\0')));
-}
-
-// One SID of a descriptor as text, or the account's name where that is wanted and known.
-std::wstring accountText(ErrorCode code, const std::wstring& sid, bool resolveName) {
-    std::wstring name;
-    if (code != error::Success) {
-        return name;
-    }
-    if (resolveName && GetAccountNameOfSid(sid, name) && !name.empty()) {
-        return name;
-    }
-    return sid;
 }
 
 VolumeKind classify(const std::wstring& path) {
@@ -92,12 +111,7 @@ bool GetFileOwnerAndPrimaryGroup(const std::wstring& path, std::wstring& owner, 
                  errorText(result));
         return false;
     }
-    std::wstring sid;
-    const ErrorCode ownerCode = descriptor->owner(sid);
-    owner = accountText(ownerCode, sid, resolveNames);
-    const ErrorCode groupCode = descriptor->group(sid);
-    group = accountText(groupCode, sid, resolveNames);
-    return !owner.empty() && !group.empty();
+    return takeOwners(*descriptor, resolveNames, owner, group);
 }
 
 std::uint32_t GetReparseTag(const std::wstring& path) {
@@ -111,43 +125,49 @@ std::uint32_t GetReparseTag(const std::wstring& path) {
     return tag;
 }
 
+// The security is read once for owner, group and access list. Every notification of a file comes
+// through here.
 bool WinFileAttributes::Initialize() {
     Reset();
     if (path_.empty()) {
         return true;
     }
-    const std::wstring realPath = MapToRealPath(path_);
-    exists_ = QueryFacts(realPath);
+    const RealPath realPath(path_);
+    platform::Survey survey;
+    const ErrorCode code = platform::files().survey(realPath.get(), kWholeDescriptor, survey);
+    exists_ = code == error::Success;
     if (exists_) {
-        if (!GetFileOwnerAndPrimaryGroup(realPath, owner_, primaryGroup_, false)) {
-            debugLog(ModuleId::Utils,
-                     L"WinFileAttributes::Initialize - GetFileOwnerAndPrimaryGroup() failed");
-        }
-        ReadExtendedAttributes(realPath);
-        ReadAlternateStreams(realPath);
-        ReadAcl(realPath);
+        TakeFacts(survey.facts);
+        ReadOwners(realPath.get(), survey);
+        ReadExtendedAttributes(survey);
+        ReadAlternateStreams(realPath.get());
+        ReadAcl(survey.security.get());
+    } else if (!isMissing(code)) {
+        debugLog(ModuleId::Utils,
+                 L"WinFileAttributes::Initialize - GetFileAttributesEx failed on %s, "
+                 L"Win32 ERR_CODE: %d",
+                 path_, code);
     }
     return true;
 }
 
-bool WinFileAttributes::QueryFacts(const std::wstring& realPath) {
-    platform::FileFacts facts;
-    const ErrorCode code = platform::files().query(realPath, facts);
-    if (code != error::Success) {
-        if (!isMissing(code)) {
-            debugLog(ModuleId::Utils,
-                     L"WinFileAttributes::Initialize - GetFileAttributesEx failed on %s, "
-                     L"Win32 ERR_CODE: %d",
-                     path_, code);
-        }
-        return false;
-    }
+void WinFileAttributes::TakeFacts(const platform::FileFacts& facts) {
     accessTime_ = facts.accessTime;
     creationTime_ = facts.creationTime;
     modifiedTime_ = facts.modifiedTime;
     attributes_ = facts.attributes;
     size_ = IsDirectory() ? 0 : facts.size;
-    return true;
+}
+
+// Who may not see the whole descriptor may still be told owner and group.
+void WinFileAttributes::ReadOwners(const std::wstring& realPath, const platform::Survey& survey) {
+    const bool fetched = survey.security
+                             ? takeOwners(*survey.security, false, owner_, primaryGroup_)
+                             : GetFileOwnerAndPrimaryGroup(realPath, owner_, primaryGroup_, false);
+    if (!fetched) {
+        debugLog(ModuleId::Utils,
+                 L"WinFileAttributes::Initialize - GetFileOwnerAndPrimaryGroup() failed");
+    }
 }
 
 bool WinFileAttributes::Update() {
@@ -165,19 +185,23 @@ bool WinFileAttributes::Update() {
                      path_, code);
         }
     }
-    ReadAcl(realPath);
+    ErrorCode code = error::Success;
+    ReadAcl(platform::files().readSecurity(realPath, kWholeDescriptor, code).get());
     return true;
 }
 
-void WinFileAttributes::ReadExtendedAttributes(const std::wstring& realPath) {
-    ErrorCode code = error::Success;
-    const auto reader = platform::files().openBackup(realPath, code);
-    if (!reader) {
+void WinFileAttributes::ReadExtendedAttributes(const platform::Survey& survey) {
+    if (survey.backupCode != error::Success) {
         debugLog(ModuleId::Utils, L"CreateFile(%ls, FILE_READ_EA, ...) failed: %ls", path_,
-                 errorText(code));
+                 errorText(survey.backupCode));
+    }
+    for (const auto& [name, value] : survey.attributes) {
+        extendedAttributes_.insert_or_assign(widenText(name), widenText(value));
+    }
+    if (!survey.backup) {
         return;
     }
-    const EaStream stream = readEaStream(*reader);
+    const EaStream stream = readEaStream(*survey.backup);
     if (stream.failure == BackupFailure::StreamName) {
         debugLog(ModuleId::Utils, L"BackupRead(%ls) while reading stream name  failed: %ls", path_,
                  errorText(stream.code));
@@ -188,7 +212,7 @@ void WinFileAttributes::ReadExtendedAttributes(const std::wstring& realPath) {
     for (const auto& [name, value] : decodeEaList(stream.data)) {
         extendedAttributes_.insert_or_assign(widenText(name), widenText(value));
     }
-    code = reader->finish();
+    const ErrorCode code = survey.backup->finish();
     if (code != error::Success) {
         debugLog(ModuleId::Utils, L"BackupRead(%ls) while freeing context failed: %ls", path_,
                  errorText(code));
@@ -198,6 +222,9 @@ void WinFileAttributes::ReadExtendedAttributes(const std::wstring& realPath) {
 // A file with more streams than the buffer holds counts as having none.
 void WinFileAttributes::ReadAlternateStreams(const std::wstring& realPath) {
     using platform::Files;
+    if (!platform::files().hasStreams()) {
+        return;
+    }
     constexpr std::size_t kBufferSize = 65536;
     const auto buffer = std::make_unique_for_overwrite<std::byte[]>(kBufferSize);
     const std::span<std::byte> bytes(buffer.get(), kBufferSize);
@@ -218,14 +245,12 @@ void WinFileAttributes::ReadAlternateStreams(const std::wstring& realPath) {
     }
 }
 
-void WinFileAttributes::ReadAcl(const std::wstring& realPath) {
-    ErrorCode code = error::Success;
-    const auto descriptor = platform::files().readSecurity(realPath, kWholeDescriptor, code);
-    if (!descriptor) {
+void WinFileAttributes::ReadAcl(const platform::SecurityDescriptor* descriptor) {
+    if (descriptor == nullptr) {
         return;
     }
     std::wstring text;
-    code = descriptor->toSddl(kTextParts, text);
+    const ErrorCode code = descriptor->toSddl(kTextParts, text);
     if (code != error::Success) {
         debugLog(ModuleId::Utils,
                  L"ConvertSecurityDescriptorToStringSecurityDescriptor for %s Failed. Err : %s",
@@ -237,7 +262,7 @@ void WinFileAttributes::ReadAcl(const std::wstring& realPath) {
 
 bool WinFileAttributes::RefreshAccessTime() {
     platform::FileFacts facts;
-    if (platform::files().query(MapToRealPath(path_), facts) != error::Success) {
+    if (platform::files().query(RealPath(path_).get(), facts) != error::Success) {
         return false;
     }
     accessTime_ = facts.accessTime;

@@ -8,6 +8,8 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "utils/platform/Errors.h"
 
@@ -82,6 +84,21 @@ public:
     virtual ErrorCode toSddl(std::uint32_t information, std::wstring& text) const = 0;
 };
 
+// Extended attributes, name and value, in bytes of the system code page.
+using ExtendedAttributes = std::vector<std::pair<std::string, std::string>>;
+
+// What the system tells about one object at one moment: status, security and extended attributes.
+// A platform that can list the attributes does so; on another they are in the object's backup
+// stream. Security and stream are null where they are refused, with the reason.
+struct Survey {
+    FileFacts facts;
+    std::unique_ptr<SecurityDescriptor> security;
+    ErrorCode securityCode = error::Success;
+    ExtendedAttributes attributes;
+    std::unique_ptr<BackupReader> backup;
+    ErrorCode backupCode = error::Success;  // also where the attributes could not be listed
+};
+
 // What another program may do with a file while this one holds it open.
 enum class Sharing { Default, ReadWrite };
 
@@ -135,9 +152,22 @@ public:
     virtual std::unique_ptr<SecurityDescriptor> readSecurity(const std::wstring& path,
                                                              std::uint32_t information,
                                                              ErrorCode& code) = 0;
+    // query, readSecurity and the extended attributes of one object, in no more calls to the system
+    // than it takes: every notification of a file asks for all of them. The result is that of
+    // query; without Success nothing else is asked. `found` is a new one.
+    virtual ErrorCode survey(const std::wstring& path, std::uint32_t information, Survey& found) {
+        const ErrorCode code = query(path, found.facts);
+        if (code == error::Success) {
+            found.security = readSecurity(path, information, found.securityCode);
+            found.backup = openBackup(path, found.backupCode);
+        }
+        return code;
+    }
     virtual ErrorCode writeSecurity(const std::wstring& path, std::uint32_t information,
                                     const std::wstring& sddl) = 0;
 
+    // False where the platform has no alternate streams at all, so that none need be asked for.
+    virtual bool hasStreams() const { return true; }
     // Fills `buffer` with the stream list of information class 22: entries of next entry offset
     // (32 bits), name length in bytes (32), size (64), allocation size (64), UTF-16 name. An empty
     // list is an entry of zeros.

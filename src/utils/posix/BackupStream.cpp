@@ -1,6 +1,7 @@
 #include "utils/posix/BackupStream.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -22,6 +23,7 @@ constexpr std::uint32_t kDataStream = 1;       // BACKUP_DATA
 constexpr std::uint32_t kAttributeStream = 2;  // BACKUP_EA_DATA
 constexpr std::string_view kUserPrefix = "user.";
 constexpr std::size_t kRecordHeader = 8;
+constexpr std::size_t kMaxValue = 0xFFFF;  // what a record's 16 bits can tell
 
 template <class T>
 void put(std::vector<std::byte>& bytes, T value) {
@@ -42,37 +44,42 @@ void putStreamHeader(std::vector<std::byte>& bytes, std::uint32_t id, std::uint6
     put<std::uint32_t>(bytes, 0);  // name size
 }
 
-// listxattr and getxattr tell the size first and may find more when asked again.
+// What listxattr or getxattr gives. Nearly always that is short, and one call fetches it; where it
+// is not, a call without room tells the size first, and the next may find more than that again.
 template <class Call>
 int readGrowing(const Call& call, std::string& out) {
-    out.clear();
-    for (;;) {
+    constexpr std::size_t kUsualRoom = 1024;
+    std::array<char, kUsualRoom> room;
+    ssize_t got = call(room.data(), room.size());
+    if (got >= 0) {
+        out.assign(room.data(), static_cast<std::size_t>(got));
+        return 0;
+    }
+    while (errno == ERANGE) {
         const ssize_t size = call(nullptr, 0);
-        if (size <= 0) {
-            out.clear();
-            return size < 0 ? errno : 0;
+        if (size < 0) {
+            break;
         }
-        out.resize(static_cast<std::size_t>(size));
-        const ssize_t got = call(out.data(), out.size());
+        out.resize(static_cast<std::size_t>(size) + 1);  // room for none would ask for the size
+        got = call(out.data(), out.size());
         if (got >= 0) {
             out.resize(static_cast<std::size_t>(got));
             return 0;
         }
-        if (errno != ERANGE) {
-            return errno;
-        }
     }
+    out.clear();
+    return errno;
 }
 
 // [data header][contents of the file][attribute header and records]
 class PosixBackupReader final : public platform::BackupReader {
 public:
     PosixBackupReader() = default;
-    PosixBackupReader(std::string path, const struct stat& facts,
+    PosixBackupReader(std::string path, const struct statx& status,
                       const ExtendedAttributes& attributes)
         : path_(std::move(path)) {
-        if (S_ISREG(facts.st_mode)) {
-            dataSize_ = static_cast<std::uint64_t>(facts.st_size);
+        if (S_ISREG(status.stx_mode)) {
+            dataSize_ = status.stx_size;
             putStreamHeader(head_, kDataStream, dataSize_);
         }
         const std::vector<std::byte> records = encodeExtendedAttributes(attributes);
@@ -172,7 +179,7 @@ std::vector<std::byte> encodeExtendedAttributes(const ExtendedAttributes& attrib
             }
         }
         last = bytes.size();
-        const std::string_view kept = std::string_view(value).substr(0, 0xFFFF);
+        const std::string_view kept = std::string_view(value).substr(0, kMaxValue);
         bytes.reserve(bytes.size() + kRecordHeader + name.size() + 1 + kept.size());
         put<std::uint32_t>(bytes, 0);
         put<std::uint8_t>(bytes, 0);  // flags
@@ -211,6 +218,7 @@ int readExtendedAttributes(const char* path, ExtendedAttributes& attributes) {
         if (number != 0) {
             return number;
         }
+        value.resize(std::min(value.size(), kMaxValue));
         attributes.emplace_back(name.substr(kUserPrefix.size()), std::move(value));
     }
     return 0;
@@ -226,11 +234,11 @@ int openBackupStream(const char* path, std::unique_ptr<platform::BackupReader>& 
         reader = std::make_unique<PosixBackupReader>();
         return 0;
     }
-    struct stat facts {};
-    if (::stat(path, &facts) != 0) {
+    struct statx status;
+    if (::statx(AT_FDCWD, path, AT_STATX_SYNC_AS_STAT, STATX_TYPE | STATX_SIZE, &status) != 0) {
         return errno;
     }
-    reader = std::make_unique<PosixBackupReader>(path, facts, attributes);
+    reader = std::make_unique<PosixBackupReader>(path, status, attributes);
     return 0;
 }
 

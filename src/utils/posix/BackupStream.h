@@ -4,14 +4,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "utils/platform/Files.h"
 
 namespace lathwind::posix {
 
-using ExtendedAttributes = std::vector<std::pair<std::string, std::string>>;  // name, value
+using platform::ExtendedAttributes;
 
 // FILE_FULL_EA_INFORMATION records: offset of the next record or 0 (32 bits), flags (8), name
 // length (8), value length (16), name, a zero byte, value; each record at a multiple of 4.
@@ -20,7 +19,7 @@ std::vector<std::byte> encodeExtendedAttributes(const ExtendedAttributes& attrib
 
 // The user's extended attributes of a path in bytes (links are followed), without the prefix
 // "user." which all of them share: attributes of Windows have none. 0 or an errno; a file system
-// that keeps no attributes has none to tell.
+// that keeps no attributes has none to tell. Values are cut as in the records above.
 int readExtendedAttributes(const char* path, ExtendedAttributes& attributes);
 
 // The backup stream of a file with extended attributes: the contents as stream 1, then the

@@ -1,6 +1,7 @@
 #include "utils/posix/DriveMap.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 #include "utils/Text.h"
@@ -30,10 +31,21 @@ bool isBelow(std::string_view path, std::string_view folder) {
     return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
+// Each status query comes through here, and nearly all paths are ASCII.
 void appendBytes(std::string& bytes, std::wstring_view path) {
-    std::string tail = utf8FromUtf16(path);
-    std::replace(tail.begin(), tail.end(), '\\', '/');
-    bytes += tail;
+    const std::size_t begin = bytes.size();
+    bytes.resize(begin + path.size());
+    char* out = bytes.data() + begin;
+    std::uint32_t seen = 0;
+    for (const wchar_t unit : path) {
+        seen |= static_cast<std::uint32_t>(unit);
+        *out++ = unit == L'\\' ? '/' : static_cast<char>(unit);
+    }
+    if (seen >= 0x80) {
+        bytes.resize(begin);
+        bytes += utf8FromUtf16(path);
+        std::replace(bytes.begin() + static_cast<std::ptrdiff_t>(begin), bytes.end(), '\\', '/');
+    }
 }
 
 }  // namespace

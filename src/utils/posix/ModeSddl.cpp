@@ -20,6 +20,7 @@ constexpr std::wstring_view kSpecialOwner = L"(A;;FX;;;CO)";
 constexpr std::wstring_view kSpecialGroup = L"(A;;FX;;;CG)";
 constexpr std::wstring_view kSticky = L"(D;;DC;;;WD)";
 constexpr mode_t kAllBits = 07777;
+constexpr std::uint32_t kAllParts = security::Owner | security::Group | security::Dacl;
 
 // Decimal digits without a leading zero, in 32 bits. The largest number means "no id" to the
 // system.
@@ -194,6 +195,20 @@ std::wstring toSddl(const Ownership& ownership, std::uint32_t information) {
         text += (mode & S_ISVTX) != 0 ? kSticky : L"";
     }
     return text;
+}
+
+const OwnershipTexts& textsOf(const Ownership& ownership) {
+    struct Kept {
+        Ownership ownership;
+        OwnershipTexts texts;
+    };
+    thread_local Kept kept;
+    if (kept.texts.sddl.empty() || kept.ownership != ownership) {
+        kept.texts = {sidOfUser(ownership.user), sidOfGroup(ownership.group),
+                      toSddl(ownership, kAllParts)};
+        kept.ownership = ownership;
+    }
+    return kept.texts;
 }
 
 ErrorCode applySddl(std::wstring_view sddl, std::uint32_t information, Ownership& ownership) {

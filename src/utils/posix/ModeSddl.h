@@ -26,6 +26,7 @@ struct Ownership {
     uid_t user = 0;
     gid_t group = 0;
     mode_t mode = 0;  // the twelve permission bits
+    bool operator==(const Ownership&) const = default;
 };
 
 std::wstring sidOfUser(uid_t user);
@@ -36,6 +37,16 @@ std::optional<gid_t> groupOfSid(std::wstring_view sid);
 
 // `information` as in platform::security: Owner, Group, Dacl; other bits have nothing to show.
 std::wstring toSddl(const Ownership& ownership, std::uint32_t information);
+
+// SIDs and the text of all parts.
+struct OwnershipTexts {
+    std::wstring user;
+    std::wstring group;
+    std::wstring sddl;
+};
+// Made anew only when the calling thread asks for another ownership than the last time: files that
+// are looked at one after the other nearly always share theirs. Good until the thread's next call.
+const OwnershipTexts& textsOf(const Ownership& ownership);
 
 // Takes the parts named by `information` from a text of the form above over into `ownership`,
 // which holds the present state. InvalidParameter for anything that is no such text,

@@ -148,18 +148,20 @@ public:
         if ((information_ & security::Owner) == 0) {
             return error::InvalidSid;
         }
-        sid = sidOfUser(ownership_.user);
+        sid = textsOf(ownership_).user;
         return error::Success;
     }
     ErrorCode group(std::wstring& sid) const override {
         if ((information_ & security::Group) == 0) {
             return error::InvalidSid;
         }
-        sid = sidOfGroup(ownership_.group);
+        sid = textsOf(ownership_).group;
         return error::Success;
     }
     ErrorCode toSddl(std::uint32_t information, std::wstring& text) const override {
-        text = posix::toSddl(ownership_, information & information_);
+        constexpr std::uint32_t kAllParts = security::Owner | security::Group | security::Dacl;
+        const std::uint32_t parts = information & information_ & kAllParts;
+        text = parts == kAllParts ? textsOf(ownership_).sddl : posix::toSddl(ownership_, parts);
         return error::Success;
     }
 
@@ -167,6 +169,12 @@ private:
     const Ownership ownership_;
     const std::uint32_t information_;
 };
+
+// One system call tells status and security both.
+int readStatus(const char* path, struct statx& status) {
+    constexpr unsigned kWanted = STATX_BASIC_STATS | STATX_BTIME;
+    return result(::statx(AT_FDCWD, path, AT_STATX_SYNC_AS_STAT, kWanted, &status));
+}
 
 int readOwnership(const char* path, Ownership& ownership) {
     struct stat facts {};
@@ -227,15 +235,13 @@ int openFile(const char* path, int flags, bool reads, Descriptor& file) {
 class PosixFiles final : public platform::Files {
 public:
     ErrorCode query(const std::wstring& path, platform::FileFacts& facts) override {
-        return paths().onExisting(path, [&facts](const char* bytes) {
-            struct statx status {};
-            if (::statx(AT_FDCWD, bytes, AT_STATX_SYNC_AS_STAT, STATX_BASIC_STATS | STATX_BTIME,
-                        &status) != 0) {
-                return errno;
-            }
+        struct statx status;
+        const ErrorCode code = paths().onExisting(
+            path, [&status](const char* bytes) { return readStatus(bytes, status); });
+        if (code == error::Success) {
             facts = factsOf(status);
-            return 0;
-        });
+        }
+        return code;
     }
 
     ErrorCode setAttributes(const std::wstring& path, std::uint32_t attributes) override {
@@ -393,6 +399,31 @@ public:
         return std::make_unique<PosixSecurityDescriptor>(ownership, information);
     }
 
+    ErrorCode survey(const std::wstring& path, std::uint32_t information,
+                     platform::Survey& found) override {
+        struct statx status;
+        int attributeNumber = 0;
+        const ErrorCode code = paths().onExisting(path, [&](const char* bytes) {
+            const int number = readStatus(bytes, status);
+            if (number == 0) {
+                attributeNumber = readExtendedAttributes(bytes, found.attributes);
+            }
+            return number;
+        });
+        if (code == error::Success) {
+            found.facts = factsOf(status);
+            found.security = std::make_unique<PosixSecurityDescriptor>(
+                Ownership{status.stx_uid, status.stx_gid, status.stx_mode & kPermissions},
+                information);
+            found.securityCode = error::Success;
+            found.backupCode = errorFromErrno(attributeNumber);
+            if (attributeNumber != 0) {
+                found.attributes.clear();  // a part of them would look like a change
+            }
+        }
+        return code;
+    }
+
     ErrorCode writeSecurity(const std::wstring& path, std::uint32_t information,
                             const std::wstring& sddl) override {
         ErrorCode parsed = error::Success;
@@ -408,6 +439,8 @@ public:
         });
         return code == error::Success ? parsed : code;
     }
+
+    bool hasStreams() const override { return false; }
 
     // Files have no named streams: the list is always the empty one.
     StreamQuery queryStreams(const std::wstring& path, std::span<std::byte> buffer,

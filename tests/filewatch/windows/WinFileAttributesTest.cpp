@@ -441,6 +441,15 @@ TEST_F(WinFileAttributesQuery, RefusalTable) {
     }
 }
 
+// Who may not see the access list may still be told owner and group.
+TEST_F(WinFileAttributesQuery, OwnersComeWithoutTheAccessListToo) {
+    file.aclCode = error::AccessDenied;
+    EXPECT_EQ(initialize(), Lines{});
+    EXPECT_EQ(snapshot.GetOwner(), L"S-1-5-18");
+    EXPECT_EQ(snapshot.GetPrimaryGroup(), L"S-1-5-32-544");
+    EXPECT_EQ(snapshot.GetAcl(), L"");
+}
+
 TEST_F(WinFileAttributesQuery, UpdateCompletesAnOldRecord) {
     files.objects[L"c:\\a.txt"] = file;
     WinFileAttributes old = readVersion(record(5, false).str(), 5);

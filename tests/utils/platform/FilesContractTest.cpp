@@ -301,6 +301,38 @@ TEST_F(FilesContract, SecurityHasAnOwnerAGroupAndAText) {
     EXPECT_EQ(code, error::FileNotFound);
 }
 
+// A survey tells what the single questions tell, by a name of any case.
+TEST_F(FilesContract, ASurveyIsAllAnswersInOne) {
+    constexpr std::uint32_t kParts =
+        platform::security::Owner | platform::security::Group | platform::security::Dacl;
+    folder.write("file", "contents");
+    platform::FileFacts facts;
+    ASSERT_EQ(files.query(folder.path(L"file"), facts), error::Success);
+    ErrorCode code = error::GenFailure;
+    const auto descriptor = files.readSecurity(folder.path(L"file"), kParts, code);
+    platform::Survey survey;
+    ASSERT_EQ(files.survey(folder.path(L"FILE"), kParts, survey), error::Success);
+    EXPECT_EQ(survey.facts.size, 8u);
+    EXPECT_EQ(survey.facts.modifiedTime, facts.modifiedTime);
+    EXPECT_EQ(survey.facts.attributes, facts.attributes);
+    ASSERT_TRUE(descriptor != nullptr && survey.security != nullptr) << survey.securityCode;
+    for (const auto part :
+         {&platform::SecurityDescriptor::owner, &platform::SecurityDescriptor::group}) {
+        std::wstring one;
+        std::wstring other;
+        EXPECT_EQ(((*descriptor).*part)(one), ((*survey.security).*part)(other));
+        EXPECT_EQ(one, other);
+    }
+    std::wstring text;
+    std::wstring surveyed;
+    EXPECT_EQ(descriptor->toSddl(kParts, text), survey.security->toSddl(kParts, surveyed));
+    EXPECT_EQ(text, surveyed);
+    EXPECT_TRUE(survey.attributes.empty());
+    platform::Survey missing;
+    EXPECT_EQ(files.survey(folder.path(L"none"), kParts, missing), error::FileNotFound);
+    EXPECT_EQ(missing.security, nullptr);
+}
+
 TEST_F(FilesContract, BackupStreamOfAPlainFileHoldsNoAttributes) {
     folder.write("file", "contents");
     ErrorCode code = error::GenFailure;

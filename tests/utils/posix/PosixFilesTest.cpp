@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -135,6 +136,38 @@ TEST_F(PosixFiles, ExtendedAttributesAreTheSecondBackupStream) {
     EXPECT_EQ(read(20), "");
     EXPECT_EQ(reader->skip(1), error::HandleEof);
     EXPECT_EQ(reader->finish(), error::Success);
+}
+
+// Long values and lists of names too, and the texts of one file are not those of the next.
+TEST_F(PosixFiles, SurveysListAttributesAndKeepFilesApart) {
+    folder.write("file", "");
+    folder.write("other", "");
+    fs::permissions(folder.native("other"), fs::perms(0600));
+    fs::permissions(folder.native("file"), fs::perms(0640));
+    const std::string native = folder.native("file").string();
+    platform::ExtendedAttributes expected;
+    for (const char digit : std::string("0123456789")) {
+        const std::string name = std::string(120, 'n') + digit;
+        const std::string value(digit == '5' ? 2000 : 3, digit);
+        if (::setxattr(native.c_str(), ("user." + name).c_str(), value.data(), value.size(), 0) !=
+            0) {
+            GTEST_SKIP() << "the file system keeps no extended attributes, or not so many";
+        }
+        expected.emplace_back(name, value);
+    }
+    constexpr std::uint32_t kParts = security::Owner | security::Group | security::Dacl;
+    for (const mode_t mode : {0640u, 0600u, 0640u}) {
+        platform::Survey survey;
+        const wchar_t* name = mode == 0640 ? L"FILE" : L"other";
+        ASSERT_EQ(files.survey(folder.path(name), kParts, survey), error::Success);
+        std::wstring text;
+        EXPECT_EQ(survey.security->toSddl(kParts, text), error::Success);
+        EXPECT_EQ(text, posix::toSddl({::geteuid(), ::getegid(), mode}, kParts));
+        std::sort(survey.attributes.begin(), survey.attributes.end());
+        EXPECT_EQ(survey.attributes, mode == 0640 ? expected : platform::ExtendedAttributes());
+        EXPECT_EQ(survey.backupCode, error::Success);
+    }
+    EXPECT_FALSE(files.hasStreams());
 }
 
 TEST_F(PosixFiles, MovingAcrossFileSystemsLosesNothing) {
