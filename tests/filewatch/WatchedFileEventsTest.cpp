@@ -103,8 +103,12 @@ TEST_F(WatchedFileEvents, RowsOfTheTables) {
     constexpr wchar_t size[] = L"(File Size Changed)";
     constexpr wchar_t access[] = L"(Access Date Changed)";
     constexpr wchar_t archive[] = L"(Archive Changed)";
-    // Who noticed: polling, the filter with any operation but an access, the filter with one.
-    constexpr std::string_view p = "p", f = "f", a = "a", both = "pf", all = "pfa";
+    // Who noticed: polling, the filter with any operation but an access, the filter with one; or
+    // the start of the agent, which has no hint.
+    constexpr std::string_view p = "p", f = "f", a = "a", both = "pf", all = "pfa", start = "s";
+    constexpr wchar_t sizeAndDate[] =
+        L"(File Size Changed)\n  Previous File Size: 10\n  Current File Size: 20\n"
+        L"(Modified Date Changed)";
     const struct Row {
         std::string_view before, now;
         FileAction hint;
@@ -147,6 +151,17 @@ TEST_F(WatchedFileEvents, RowsOfTheTables) {
         {"folder", "absent", Deleted, both, false, Deleted, Deleted},
         {"folder", "absent", Unmount, both, false, Unmount, Unmount},
         {"plain", "bigger", None, both, false, None, None},
+
+        {"plain", "absent", None, start, false, Deleted, Deleted},
+        {"absent", "plain", None, start, true, Added, Added},
+        {"absent", "absent", None, start, true, None, None},
+        {"plain", "plain", None, start, true, None, None},
+        {"plain", "written", None, start, true, None, None},
+        {"plain", "bigger", None, start, true, Modified, Modified, L"", size},
+        {"plain", "bigger written", None, start, false, Modified, Modified, L"", sizeAndDate},
+        {"plain", "read", None, start, false, None, None},
+        {"plain", "read", None, start, true, Accessed, Accessed, L"", access},
+        {"folder", "folder read", None, start, true, None, None},
     };
     for (const Row& row : rows) {
         for (const char by : row.by) {
@@ -158,9 +173,13 @@ TEST_F(WatchedFileEvents, RowsOfTheTables) {
             params.monitorAccessTime = row.monitor;
             WatchedFile file(kPath, &params, {});
             put(row.now);
+            const WatchedFile saved(file);
             events.clear();
             lines();
-            const std::size_t count = file.ProcessNotification(events, note(row.hint, operation));
+            const bool isStart = by == 's' && file.InitializeEntity(false);
+            const std::size_t count =
+                isStart ? file.CompareWithSaved(events, saved, {})
+                        : file.ProcessNotification(events, note(row.hint, operation));
             EXPECT_EQ(lines(), row.line == kGone ? format(row.line, fileActionText(row.hint), kPath)
                                                  : format(row.line, kPath));
             EXPECT_EQ(file.GetLastAction(), static_cast<std::int32_t>(row.values));
@@ -174,7 +193,7 @@ TEST_F(WatchedFileEvents, RowsOfTheTables) {
                        row.before == "folder" ? L"Folder" : L"File")));
             EXPECT_TRUE(changeTextOf(only()).starts_with(row.changes));
             EXPECT_EQ(changeTextOf(only()).empty(), *row.changes == L'\0');
-            EXPECT_EQ(only().GetValues().at(0), by == 'p' ? L"P" : L"R");
+            EXPECT_EQ(only().GetValues().at(0), isStart || by == 'p' ? L"P" : L"R");
             EXPECT_EQ(only().GetValues().at(2)[0], L"UCMDRANU"[static_cast<int>(row.values)]);
             EXPECT_EQ(only().GetSourceKind(), sourceKind::FileWatch);
         }
@@ -270,77 +289,38 @@ TEST_F(WatchedFileEvents, TheFilterKnowsWhoDidIt) {
     const auto sid = [](std::uint32_t last) {
         return Bytes().u8(1).u8(2).raw(std::string_view("\0\0\0\0\0\x05", 6)).u32(21).u32(last);
     };
-    const struct {
-        Bytes sid;
-        std::wstring user;
-    } rows[] = {{sid(7), L"HOST\\ann"}, {sid(9), L"unknown"}, {Bytes().u8(1), L"unknown"}};
-    for (const auto& row : rows) {
+    const std::pair<Bytes, const wchar_t*> rows[] = {
+        {sid(7), L"HOST\\ann"}, {sid(9), L"unknown"}, {Bytes().u8(1), L"unknown"}};
+    for (const auto& [bytes, user] : rows) {
         WatchedFile file(kPath, &params, {});
         FileNotificationInfo info = note(Added, DriverOperation::Created);
-        info.userSid.assign(row.sid.span().begin(), row.sid.span().end());
+        info.userSid.assign(bytes.span().begin(), bytes.span().end());
         events.clear();
         file.ProcessNotification(events, info);
         const std::wstring text = format(
             L"Detected File Tampering - Action: Added File\nName: %ls\n\nUser: %ls\nSession ID: "
             L"3\nProcess ID: 44\nProcess Name: c:\\bin\\edit.exe\n",
-            kPath, row.user);
+            kPath, user);
         EXPECT_EQ(only().GetEventText(), text);
-        EXPECT_EQ(only().GetUserName(), row.user);
-        EXPECT_EQ(only().GetSessionId(), 3);
-        EXPECT_EQ(only().GetProcessId(), 44);
-        EXPECT_EQ(only().GetProcessName(), L"edit.exe");
-        EXPECT_EQ(only().GetProcessFullName(), L"c:\\bin\\edit.exe");
+        std::vector<std::wstring> fields;
+        only().GetFields(fields, 0, {});
+        EXPECT_EQ(Values(fields.begin() + 10, fields.begin() + 14),
+                  (Values{user, L"3", L"c:\\bin\\edit.exe", L"44"}));
         EXPECT_TRUE(log.hasDebug(L"Event Text : " + text + L"\n"));
         EXPECT_TRUE(log.hasDebug(
             format(L"IPS FileWatch Filter event created for file: %ls, user: %ls, session: 3, "
                    L"pid: 44, process: c:\\bin\\edit.exe",
-                   kPath, row.user)));
+                   kPath, user)));
     }
 }
 
-TEST_F(WatchedFileEvents, SinceTheLastRun) {
-    const struct Row {
-        std::string_view before, now;
-        bool monitor;
-        FileAction action;
-        const wchar_t* changes = L"";
-        bool checksum = false;  // the digests agree: there are none
-    } rows[] = {
-        {"plain", "absent", false, Deleted},
-        {"absent", "plain", true, Added},
-        {"absent", "absent", true, None},
-        {"plain", "plain", true, None},
-        {"plain", "written", true, None},
-        {"plain", "bigger", true, Modified, L"(File Size Changed)"},
-        {"plain", "read", false, None},
-        {"plain", "read", true, Accessed, L"(Access Date Changed)"},
-        {"plain", "read", true, None, L"", true},
-        {"plain", "bigger", true, Modified, L"(File Size Changed)", true},
-        {"folder", "folder read", true, None},
-        {"plain", "bigger written", false, Modified,
-         L"(File Size Changed)\n  Previous File Size: 10\n  Current File Size: 20\n"
-         L"(Modified Date Changed)"},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        put(row.before);
-        params.monitorAccessTime = row.monitor;
-        params.checksum = row.checksum;
-        const WatchedFile saved(kPath, nullptr, {});
-        put(row.now);
-        WatchedFile live(kPath, &params, {});
-        events.clear();
-        const std::size_t count = live.CompareWithSaved(events, saved, L"NAME=v");
-        EXPECT_EQ(live.GetLastAction(), static_cast<std::int32_t>(row.action));
-        EXPECT_EQ(count, events.size());
-        ASSERT_EQ(count, row.action == None ? 0u : 1u);
-        if (count != 0) {
-            EXPECT_NE(only().GetEventText().find(fileActionText(row.action)), std::wstring::npos);
-            EXPECT_TRUE(changeTextOf(only()).starts_with(row.changes));
-            EXPECT_EQ(only().GetValues().at(0), L"P");
-            EXPECT_EQ(only().GetField(eventField::VirtualTag), L"NAME=v");
-        }
-    }
+// What was read of the disk with digests on was read to compare them.
+TEST_F(WatchedFileEvents, AnAccessWhileTheAgentWasDownIsNothingBesideEqualDigests) {
+    params.monitorAccessTime = true;
+    params.checksum = true;
+    const WatchedFile saved(kPath, nullptr, {});
+    put("read");
+    EXPECT_EQ(WatchedFile(kPath, &params, {}).CompareWithSaved(events, saved, {}), 0u);
 }
 
 }  // namespace
