@@ -1,7 +1,6 @@
 #include "filewatch/WatchedEntity.h"
 
 #include "filewatch/FileAttributes.h"
-#include "filewatch/FileNotificationInfo.h"
 #include "filewatch/StateFile.h"
 #include "filewatch/WatchedFile.h"
 #include "filewatch/WatchedLogFile.h"
@@ -125,16 +124,6 @@ bool WatchedEntity::UpdateEntity(bool /*makeDigest*/) {
 
 bool WatchedEntity::PrepareDiff() {
     return true;
-}
-
-std::size_t WatchedEntity::CompareWithSaved(EventList& /*events*/, const WatchedEntity& /*saved*/,
-                                            const std::wstring& /*nameInEvents*/) {
-    return 0;
-}
-
-std::size_t WatchedEntity::ProcessNotification(EventList& /*events*/,
-                                               const FileNotificationInfo& /*note*/) {
-    return 0;
 }
 
 bool WatchedEntity::IsChecksumEnabled() const {

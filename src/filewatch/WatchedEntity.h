@@ -71,9 +71,10 @@ public:
     // Both append what happened to `events` and give the number of events.
     // `saved` is this entity as it was when the agent last ran; this one has a fresh snapshot.
     virtual std::size_t CompareWithSaved(EventList& events, const WatchedEntity& saved,
-                                         const std::wstring& nameInEvents);
+                                         const std::wstring& nameInEvents) = 0;
     // `note` is a hint: the facts are the snapshot that is held and the one taken now.
-    virtual std::size_t ProcessNotification(EventList& events, const FileNotificationInfo& note);
+    virtual std::size_t ProcessNotification(EventList& events,
+                                            const FileNotificationInfo& note) = 0;
 
     // Takes over the other's snapshot, type, virtual name and digest, and in derived classes what
     // both have in common.

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -164,6 +165,42 @@ TEST(WatchedEntity, AssignmentTakesWhatBothKindsHave) {
     EXPECT_EQ(copy->GetName(), second->GetName());
     EXPECT_EQ(copy->GetType(), kLogFile);
     EXPECT_EQ(static_cast<WatchedFile&>(*copy).GetLastAction(), 2) << "a log has none to give";
+}
+
+// What the kinds of entities share when they make an event.
+TEST(WatchedEntity, ShareOfAnEvent) {
+    struct Exposed : WatchedFile {
+        using WatchedEntity::ApplyVirtualName;
+        using WatchedEntity::SetEventFields;
+        using WatchedFile::WatchedFile;
+    } const entity(L"c:\\no such folder\\one.txt", nullptr, L"own");
+    std::vector<std::wstring> values;
+    entity.SetEventFields(values, nullptr, FileAction::Modified, false);
+    EXPECT_TRUE(values.empty());
+    entity.SetEventFields(values, nullptr, FileAction::Modified, true);
+    EXPECT_EQ(values, (std::vector<std::wstring>{L"I"}));
+    const std::wstring_view letters = L"UCMDRANUU";
+    for (std::size_t number = 0; number < 10; ++number) {
+        values.clear();
+        entity.SetEventFields(values, &entity.GetAttributes(), static_cast<FileAction>(number),
+                              number % 2 == 0);
+        EXPECT_EQ(values.size(), number == 3 || number == 6 || number == 7 ? 3u : 8u);
+        EXPECT_EQ(values[0], number % 2 == 0 ? L"R" : L"P");
+        EXPECT_EQ(values[1], entity.GetName());
+        EXPECT_EQ(values[2], letters.substr(std::min(number, letters.size()), 1));
+    }
+
+    IDSEvent event;
+    event.SetSourceKind(sourceKind::FileWatch, true);
+    entity.ApplyVirtualName({}, event, 0x102, false);
+    EXPECT_EQ(event.GetSystemState(), 0u);
+    entity.ApplyVirtualName({}, event, 0x102, true);
+    EXPECT_EQ(event.GetField(eventField::VirtualTag), L"own");
+    EXPECT_EQ(event.GetSystemState(), 0x102u);
+    event.SetSystemState(4, true);
+    entity.ApplyVirtualName(L"other", event, 0x102, true);
+    EXPECT_EQ(event.GetField(eventField::VirtualTag), L"other");
+    EXPECT_EQ(event.GetSystemState(), 4u);
 }
 
 }  // namespace
