@@ -14,6 +14,8 @@ public:
     // Null when the library exports no such name.
     virtual void* symbol(void* library, const std::string& name) = 0;
     virtual void unload(void* library) = 0;
+    // What the names of libraries end with: ".dll", ".so".
+    virtual std::wstring suffix() = 0;
 };
 
 }  // namespace lathwind::platform

@@ -26,6 +26,8 @@ public:
             ::dlclose(library);
         }
     }
+
+    std::wstring suffix() override { return L".so"; }
 };
 
 }  // namespace

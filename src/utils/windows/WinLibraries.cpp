@@ -15,6 +15,7 @@ public:
             ::GetProcAddress(static_cast<HMODULE>(library), name.c_str()));
     }
     void unload(void* library) override { ::FreeLibrary(static_cast<HMODULE>(library)); }
+    std::wstring suffix() override { return L".dll"; }
 };
 
 }  // namespace
