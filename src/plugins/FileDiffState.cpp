@@ -1,10 +1,23 @@
 #include "plugins/FileDiffState.h"
 
+#include <algorithm>
+#include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "plugins/DiffFilter.h"
+#include "utils/Logging.h"
 
 namespace lathwind {
+namespace {
+
+// Leaves the last line that holds something, with its line feed if it has one.
+void dropEmptyLastLines(std::wstring& text) {
+    const std::size_t last = text.find_last_not_of(L'\n');
+    text.resize(last == std::wstring::npos ? 0 : std::min(text.size(), last + 2));
+}
+
+}  // namespace
 
 FileDiffState::FileDiffState(const FileDiffState& other)
     : diffType(other.diffType),
@@ -27,7 +40,19 @@ void FileDiffState::setFilter(const std::wstring& type, const DiffFilter* filter
 }
 
 std::wstring FileDiffState::diff(const ByteArray& previous, const ByteArray& current) {
-    return filter_ != nullptr ? filter_->run(filterState_, previous, current) : std::wstring();
+    if (filter_ == nullptr) {
+        return {};
+    }
+    try {
+        std::wstring text = filter_->run(filterState_, previous, current);
+        dropEmptyLastLines(text);
+        return text;
+    } catch (const std::bad_alloc&) {
+        debugLog(ModuleId::FilewatchCollector, L"Out of memory for a diff of type %ls", diffType);
+    } catch (const std::length_error&) {  // of a 32-bit string
+        debugLog(ModuleId::FilewatchCollector, L"A diff of type %ls is too long", diffType);
+    }
+    return {};
 }
 
 void FileDiffState::reset(bool keepContents) {

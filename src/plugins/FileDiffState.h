@@ -24,7 +24,8 @@ public:
     // Takes over a type and its filter (not owned, may be null). Another filter than before, or
     // another type, frees what the old one kept, and the contents.
     void setFilter(const std::wstring& type, const DiffFilter* filter);
-    // What the filter says of the two; empty without a filter.
+    // What the filter says of the two, without empty lines at its end; empty without a filter, and
+    // without memory for the work.
     std::wstring diff(const ByteArray& previous, const ByteArray& current);
     // Frees what the filter kept and lets go of the filter, and unless `keepContents` of the
     // contents.
