@@ -13,6 +13,8 @@
 #ifndef LATHWIND_FILEDIFF_PLUGIN_H
 #define LATHWIND_FILEDIFF_PLUGIN_H
 
+/* NOLINTBEGIN(modernize-*): this is C. */
+
 #include <stdint.h>
 
 #ifdef _WIN32
@@ -69,5 +71,7 @@ typedef void(FILEDIFF_CALL* filediff_free_entry)(void* state);
 #ifdef __cplusplus
 }
 #endif
+
+/* NOLINTEND(modernize-*) */
 
 #endif
