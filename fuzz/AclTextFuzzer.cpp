@@ -47,9 +47,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     accounts.names = {{L"S-1-5-32-544", {L"", kName}}, {L"S-1-5-18", {L"NT AUTHORITY", L"SYSTEM"}}};
     accounts.aliases = {{L"BA", L"S-1-5-32-544"}, {L"SY", L"S-1-5-18"}};
 
-    constexpr std::size_t kLongestText = 2048;  // of one string of a record
-    const std::wstring text =
+    // A string of a record ends at a zero unit, and has at most 2048.
+    constexpr std::size_t kLongestText = 2048;
+    std::wstring text =
         utf16FromUtf8({reinterpret_cast<const char*>(data), std::min(size, kLongestText)});
+    text.resize(std::min(text.size(), text.find(L'\0')));
     split(text);
     const std::wstring shown = AclDisplayText(text);
     demand(shown.empty() == text.empty());
