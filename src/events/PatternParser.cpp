@@ -9,7 +9,8 @@
 // that is possible for the tag given the tags before it, and the choice is final: if what follows
 // does not match there, the whole match fails. Two rules keep that sound. A literal behind a tag
 // begins with a fixed character, so the value has a defined end; and a tag never stands behind "*",
-// so it has a defined beginning. Of two tags in a row the first one is therefore empty.
+// so it has a defined beginning. Of two tags in a row the first one is therefore empty, and so is
+// one that a stray brace has put in front of a wildcard.
 //
 // A line feed that directly follows a tag ends the value at the first line end, whatever comes
 // after it: a value in front of a line end lies within one line.
@@ -72,7 +73,8 @@ bool PatternParser::split() {
             inLiteral = false;
             inTag = true;
             begin = i + 1;
-        } else if (unit == L'}' && inTag) {
+        } else if (unit == L'}') {
+            // Also where no tag is open: rules are written against this reading of stray braces.
             addToken(PatternToken::Kind::Tag, begin, i);
             inTag = false;
         } else if (inLiteral) {
@@ -155,7 +157,7 @@ void PatternParser::closeValue(PatternToken& tag, std::size_t end, std::wstring&
 // Where the value of an open tag ends: the first place where the literal behind it can begin.
 std::size_t PatternParser::findValueEnd(std::wstring_view literal) const {
     const std::wstring_view fixed = literal.substr(0, literal.find_first_of(kWildcards));
-    if (fixed.front() == L'\n') {
+    if (fixed.starts_with(L'\n')) {
         return subject_.find_first_of(kLineEnds, position_);
     }
     if (fixed.find(L'\n') == kNone) {

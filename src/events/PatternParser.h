@@ -30,6 +30,10 @@ struct PatternToken {
 // not reach its last one. A tag takes the shortest value that lets what follows it begin; a tag
 // at the pattern's end takes all the rest.
 //
+// A "}" is a tag's end wherever it stands. Without a "{" of its own the tag's name is what stands
+// in front of it, back to the last "{" or to the literal's beginning, and a literal around it goes
+// on: "a}b" is a tag "a" in front of the literal "a}b".
+//
 // A pattern of one token, be it a literal or a tag, accepts every subject.
 //
 // Invalid are: the empty pattern, a tag directly behind "*" or in front of "*" or "?" (its value

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <optional>
+#include <utility>
 
 #include "events/PatternParser.h"
 
@@ -53,7 +55,11 @@ TEST(PatternParser, Matches) {
         {L"{X}1{X}2", L"a1b2", L"a1b2|X=a"},
         {L"{}=", L"v=", L"v=|=v"},
         {L"{a{b}c", L"1c", L"1c|b=1"},
-        {L"a}{X}", L"a}1", L"a}1|X=1"},
+        {L"a}{X}", L"ba}1", L"ba}1|X=1|a=b"},
+        {L"*}b{X}", L"1}b2", L"1}b2|*=|X=2"},
+        {L"{X}}", L"abc", L"abc|X=|X}=abc"},
+        {L"a}b", L"ab", L""},
+        {L"}", L"abc", L"abc|=abc"},
         {L"a\\nb{X}", L"a\r\nb1", L"a\nb1|X=1"},
         {L"a\\nb{X}", L"a\nb1", L"a\nb1|X=1"},
         {L"a\\nb{X}", L"a\rb1", L"a\nb1|X=1"},
@@ -76,7 +82,7 @@ TEST(PatternParser, Matches) {
 
 TEST(PatternParser, RefusesPatternsWithoutADefinedEnd) {
     for (const auto* pattern : {L"", L"a*{X}", L"{X}*a", L"{X}?a", L"a**b", L"a*?b", L"a??b", L"{X",
-                                L"a{X}b{", L"{X}{", L"*{X}"}) {
+                                L"a{X}b{", L"{X}{", L"*{X}", L"}*"}) {
         PatternParser parser(L"a1b", pattern);
         std::wstring matched = L"old";
         EXPECT_FALSE(parser.Parse());
@@ -87,13 +93,21 @@ TEST(PatternParser, RefusesPatternsWithoutADefinedEnd) {
 }
 
 TEST(PatternParser, SplitsIntoTokens) {
-    PatternParser parser({}, L"a?{X}\\nb{}");
-    ASSERT_TRUE(parser.Parse());
-    std::wstring tokens;
-    for (const PatternToken& token : parser.tokens()) {
-        tokens += (token.kind == PatternToken::Kind::Tag ? L"T:" : L"L:") + token.text + L";";
+    const std::pair<std::wstring_view, std::wstring_view> cases[] = {
+        {L"a?{X}\\nb{}", L"L:a?;T:X;L:\nb;T:;"},
+        {L"a}b", L"T:a;L:a}b;"},
+        {L"a}b}{X}}c", L"T:a;T:a}b;L:a}b};T:X;T:X};L:c;"},
+        {L"}a", L"T:;L:a;"},
+    };
+    for (const auto& [pattern, expected] : cases) {
+        PatternParser parser({}, pattern);
+        ASSERT_TRUE(parser.Parse());
+        std::wstring tokens;
+        for (const PatternToken& token : parser.tokens()) {
+            tokens += (token.kind == PatternToken::Kind::Tag ? L"T:" : L"L:") + token.text + L";";
+        }
+        EXPECT_EQ(tokens, expected);
     }
-    EXPECT_EQ(tokens, L"L:a?;T:X;L:\nb;T:;");
 }
 
 // The definition in its plainest form: one element a character, every question asked again from
@@ -101,10 +115,16 @@ TEST(PatternParser, SplitsIntoTokens) {
 class SlowMatch {
 public:
     SlowMatch(std::wstring_view subject, std::wstring_view pattern) : subject_(subject) {
-        for (std::size_t i = 0; i < pattern.size(); ++i) {
-            elements_.push_back(pattern[i] == L'{' ? L'X' : pattern[i]);
-            if (pattern[i] == L'{') {
-                i = pattern.find(L'}', i);
+        // Each stray brace of a stretch between tags is a tag ahead of the stretch's literal.
+        while (!pattern.empty()) {
+            const std::wstring_view stretch = pattern.substr(0, pattern.find(L'{'));
+            const auto strays = std::count(stretch.begin(), stretch.end(), L'}');
+            elements_.append(static_cast<std::size_t>(strays), L'X');
+            elements_ += stretch.substr(std::min(stretch.find_first_not_of(L'}'), stretch.size()));
+            pattern.remove_prefix(stretch.size());
+            if (!pattern.empty()) {
+                elements_ += L'X';
+                pattern.remove_prefix(pattern.find(L'}') + 1);
             }
         }
     }
@@ -223,6 +243,7 @@ TEST(PatternParser, AgreesWithASlowMatch) {
     compareWithSlowMatch(allTexts({L"a", L"b", L"*", L"?", L"{X}"}, 6), allTexts({L"a", L"b"}, 6));
     compareWithSlowMatch(allTexts({L"a", L"\n", L"*", L"{X}"}, 5),
                          allTexts({L"a", L"\r", L"\n"}, 5));
+    compareWithSlowMatch(allTexts({L"a", L"}", L"*", L"?", L"{X}"}, 5), allTexts({L"a", L"}"}, 6));
 }
 
 TEST(PatternParser, LongSubjectsCostNoMoreThanTheirLength) {
