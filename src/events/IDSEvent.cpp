@@ -234,9 +234,10 @@ void IDSEvent::SetProcess(std::int32_t pid, bool keepUser, bool keepName) {
     if (!keepUser && userName_.empty()) {
         userName_ = process->owner();
     }
-    // Name and path are one fact: a name from elsewhere is not joined by this process's path.
     if (!keepName && processName_.empty()) {
         processName_ = process->name();
+    }
+    if (!keepName && processFullName_.empty()) {
         processFullName_ = process->path();
     }
 }

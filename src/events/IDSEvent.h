@@ -102,7 +102,7 @@ public:
     bool SetCollectTimeText(std::wstring_view text);
     // Takes the id of a process (positive, or nothing happens) and looks up who it is. `keepUser`
     // and `keepName` say what is not wanted; with both there is nothing to look up, and the id is
-    // not taken either. A user or a process name that is there already always stays.
+    // not taken either. A user, a process name or a path that is there already always stays.
     void SetProcess(std::int32_t pid, bool keepUser, bool keepName);
     // Path and, from behind its last backslash, name.
     void SetProcessPath(const std::wstring& path);

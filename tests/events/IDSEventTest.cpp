@@ -286,7 +286,7 @@ TEST(IDSEvent, ProcessFactsFillWhatIsEmpty) {
         {7, false, true, L"", L"", 7, L"ann", L"", L""},
         {7, true, true, L"", L"", -1, L"", L"", L""},
         {7, false, false, L"bob", L"", 7, L"bob", L"p.exe", L"c:\\b\\p.exe"},
-        {7, false, false, L"", L"q", 7, L"ann", L"q", L""},
+        {7, false, false, L"", L"q", 7, L"ann", L"q", L"c:\\b\\p.exe"},
         {8, false, false, L"", L"", 8, L"", L"", L""},
         {0, false, false, L"", L"", -1, L"", L"", L""},
         {-7, false, false, L"", L"", -1, L"", L"", L""},
@@ -301,6 +301,10 @@ TEST(IDSEvent, ProcessFactsFillWhatIsEmpty) {
         EXPECT_EQ(event.GetProcessName(), c.name);
         EXPECT_EQ(event.GetProcessFullName(), c.path);
     }
+    IDSEvent event;
+    event.SetProcessPath(L"d:\\q");
+    event.SetProcess(7, false, false);
+    EXPECT_EQ(event.GetProcessFullName(), L"d:\\q");
 }
 
 IDSEvent fullEvent() {
