@@ -40,6 +40,7 @@ void IDSEvent::SetEventText(const std::wstring& text) {
 
 void IDSEvent::GetFields(std::vector<std::wstring>& list, std::uint32_t sequence,
                          const std::wstring& extra) const {
+    list.reserve(list.size() + eventField::FirstValue + values_.size());
     list.emplace_back(sourceKindText(sourceKind_));
     list.push_back(std::to_wstring(sequence));
     list.push_back(DateTime::FormatTimeStamp(collectTime_, 0));
