@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
-#include <memory>
 
 #include "events/EventMacros.h"
 #include "events/IDSEvent.h"
@@ -32,9 +31,10 @@ std::int32_t fieldOfValueMacro(std::int32_t macroId) {
     return field < eventField::Description ? field : field + 1;
 }
 
-// Local times rest on the run-time's time zone, which belongs to the whole process.
+// Local times rest on the run-time's time zone, which belongs to the whole process. Never
+// destroyed, so that threads may still expand macros while the process ends.
 Lock& valuesLock() {
-    static const std::unique_ptr<Lock> lock = platformFactory.createLock();
+    static Lock* const lock = platformFactory.createLock().release();
     return *lock;
 }
 
