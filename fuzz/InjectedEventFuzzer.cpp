@@ -14,7 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     EventList events;
     for (record.format = 0; record.format < 4; ++record.format) {
         const std::size_t before = events.size();
-        if (CreateLogEvent(events, record) != (events.size() == before + 1)) {
+        const bool isMade = CreateLogEvent(events, record);
+        if (events.size() != before + (isMade ? 1 : 0)) {
             std::abort();
         }
     }

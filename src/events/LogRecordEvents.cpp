@@ -24,7 +24,6 @@ constexpr std::wstring_view kEndOfFile = L"MEOF";
 // The first field of a record that keeps its state.
 constexpr std::wstring_view kReport = L"MREP";
 
-constexpr std::uint32_t kNormalClass = 4;
 constexpr std::int32_t kInjectedSequence = 5;
 
 void setKnownMacros(IDSEvent& event, const FieldMap& fields, bool keepProcessFacts) {
@@ -82,7 +81,7 @@ std::unique_ptr<IDSEvent> makeInjectedEvent(const LogRecordFacts& record) {
     }
     auto event = std::make_unique<IDSEvent>();
     event->SetSourceKind(sourceKind::LogWatch, false);
-    event->SetEventClass(kNormalClass);
+    event->SetEventClass(eventClass::Normal);
     event->SetSequenceField(kInjectedSequence);
     if (!record.machineName.empty()) {
         event->SetMachineName(record.machineName);
