@@ -39,7 +39,7 @@ void WatchedFile::AppendFileValues(std::vector<std::wstring>& values,
     };
     // A text is made only of a time that differs.
     const auto time = [&](TimeText textOf) {
-        const std::wstring present = (now.*textOf)(isNew ? nullptr : &before);
+        std::wstring present = (now.*textOf)(isNew ? nullptr : &before);
         pairs.add(
             !present.empty(), [&] { return (before.*textOf)(nullptr); }, [&] { return present; });
     };
