@@ -4,15 +4,13 @@
 
 namespace lathwind {
 
-DescribedEvent::DescribedEvent(const std::wstring& name, std::wstring description)
-    : description_(std::move(description)) {
+DescribedEvent::DescribedEvent(const std::wstring& name, std::wstring description) {
     SetFileName(name);
-    IDSEvent::SetEventText(description_);
+    takeEventText(std::move(description));
 }
 
 void DescribedEvent::SetEventText(const std::wstring& text) {
-    description_ += text;
-    IDSEvent::SetEventText(description_);
+    appendEventText(text);
 }
 
 }  // namespace lathwind

@@ -12,14 +12,12 @@ public:
     // Appends `text` to the description; the event's text is the whole description again.
     void SetEventText(const std::wstring& text) override;
     void AddChangeText(const std::wstring& text) { SetEventText(text); }
-    const std::wstring& GetDescription() const noexcept { return description_; }
+    // The event's text is where the description is kept.
+    const std::wstring& GetDescription() const noexcept { return GetEventText(); }
 
 protected:
     // `name` becomes the event's file name.
     DescribedEvent(const std::wstring& name, std::wstring description);
-
-private:
-    std::wstring description_;
 };
 
 }  // namespace lathwind

@@ -38,6 +38,26 @@ void IDSEvent::SetEventText(const std::wstring& text) {
     rawText_.clear();
 }
 
+void IDSEvent::takeEventText(std::wstring text) noexcept {
+    eventText_ = std::move(text);
+    rawText_.clear();
+}
+
+void IDSEvent::appendEventText(const std::wstring& text) {
+    eventText_ += text;
+    rawText_.clear();
+}
+
+const std::wstring& IDSEvent::GetPolicyName() const noexcept {
+    static const std::wstring unnamed = L"Policy";
+    return policyName_ ? *policyName_ : unnamed;
+}
+
+const std::wstring& IDSEvent::GetRuleName() const noexcept {
+    static const std::wstring unnamed = L"Rule";
+    return ruleName_ ? *ruleName_ : unnamed;
+}
+
 void IDSEvent::GetFields(std::vector<std::wstring>& list, std::uint32_t sequence,
                          const std::wstring& extra) const {
     list.reserve(list.size() + eventField::FirstValue + values_.size());
@@ -49,7 +69,7 @@ void IDSEvent::GetFields(std::vector<std::wstring>& list, std::uint32_t sequence
     list.push_back(systemStateText(systemState_));
     list.push_back(policyGuid_);
     list.push_back(correlation_);
-    list.push_back(ruleName_);
+    list.push_back(GetRuleName());
     list.push_back(extra);
     if (hasProcessFields(sourceKind_)) {
         list.push_back(userName_);

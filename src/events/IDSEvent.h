@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
+#include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -124,8 +125,8 @@ public:
     const std::wstring& GetEventText() const noexcept { return eventText_; }
     const std::wstring& GetRawText() const noexcept { return rawText_; }
     const std::wstring& GetPolicyGuid() const noexcept { return policyGuid_; }
-    const std::wstring& GetPolicyName() const noexcept { return policyName_; }
-    const std::wstring& GetRuleName() const noexcept { return ruleName_; }
+    const std::wstring& GetPolicyName() const noexcept;
+    const std::wstring& GetRuleName() const noexcept;
     const std::wstring& GetFileName() const noexcept { return fileName_; }
     const std::wstring& GetCorrelation() const noexcept { return correlation_; }
     const std::wstring& GetOutputPath() const noexcept { return outputPath_; }
@@ -171,6 +172,11 @@ public:
     void SetRuleId(std::uint32_t id);
     void SetRuleName(const std::wstring& text);
 
+protected:
+    // SetEventText for derived classes, without a copy of the text.
+    void takeEventText(std::wstring text) noexcept;
+    void appendEventText(const std::wstring& text);
+
 private:
     bool isForced(std::uint32_t flag) const noexcept { return (controlFlags_ & flag) != 0; }
     bool passesWithoutLogWatch(std::int32_t id, const std::wstring& text) const;
@@ -195,9 +201,9 @@ private:
     std::wstring rawText_;
     std::int64_t collectTime_;  // seconds since 1970; a record holds 32 bits of it, until 2106
     std::wstring policyGuid_;
-    std::wstring policyName_ = L"Policy";
+    std::optional<std::wstring> policyName_;  // most events keep the default, without memory for it
     std::uint32_t ruleId_ = 0;
-    std::wstring ruleName_ = L"Rule";
+    std::optional<std::wstring> ruleName_;
     std::int32_t sequenceField_ = 0;
     std::int32_t priority_ = 0;  // 0 to 99
     std::wstring fileName_;
@@ -216,6 +222,6 @@ private:
 std::int32_t eventNumberOf(std::wstring_view text) noexcept;
 
 // Events on their way from an entity to its owner, in order.
-using EventList = std::list<std::unique_ptr<IDSEvent>>;
+using EventList = std::deque<std::unique_ptr<IDSEvent>>;
 
 }  // namespace lathwind

@@ -19,8 +19,8 @@ std::wstring IDSEvent::GetPrintedForm() const {
     addLine(form, L"COLLECT TIME   : ", DateTime::FormatTimeStamp(collectTime_, 0));
     addLine(form, L"SEVERITY       : ", GetSeverityWord());
     addLine(form, L"POLICY GUID    : ", policyGuid_);
-    addLine(form, L"POLICY         : ", policyName_);
-    addLine(form, L"RULE           : ", ruleName_);
+    addLine(form, L"POLICY         : ", GetPolicyName());
+    addLine(form, L"RULE           : ", GetRuleName());
     addLine(form, L"CORRELATION    : ", correlation_);
     addLine(form, L"EVENT TYPE     : ", std::to_wstring(eventClass_));
     addLine(form, L"USER NAME      : ", userName_);

@@ -22,9 +22,9 @@ void IDSEvent::WriteObject(std::ostream& stream) {
     WriteTString(stream, eventText_);
     Write(stream, static_cast<std::uint32_t>(collectTime_));
     WriteTString(stream, policyGuid_);
-    WriteTString(stream, policyName_);
+    WriteTString(stream, GetPolicyName());
     Write(stream, ruleId_);
-    WriteTString(stream, ruleName_);
+    WriteTString(stream, GetRuleName());
     Write(stream, sequenceField_);
     Write(stream, priority_);
     WriteTString(stream, fileName_);
@@ -53,9 +53,9 @@ void IDSEvent::ReadObject(std::istream& stream) {
     Read(stream, collectTime);
     collectTime_ = collectTime;
     ReadTString(stream, policyGuid_);
-    ReadTString(stream, policyName_);
+    ReadTString(stream, policyName_.emplace());
     Read(stream, ruleId_);
-    ReadTString(stream, ruleName_);
+    ReadTString(stream, ruleName_.emplace());
     Read(stream, sequenceField_);
     Read(stream, priority_);
     ReadTString(stream, fileName_);
