@@ -1,3 +1,4 @@
+#include <functional>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -7,6 +8,7 @@
 #include "filewatch/WatchedFile.h"
 #include "plugins/DiffFilter.h"
 #include "plugins/DiffModule.h"
+#include "plugins/FileDiff.h"
 #include "plugins/FileDiffState.h"
 #include "support/FakeFiles.h"
 #include "support/LogCapture.h"
@@ -38,27 +40,34 @@ public:
     bool isSilent = false;
 };
 
-// Covers "*.txt".
-class FakeDiff : public DiffModule {
+template <class Module>
+class InUse : public Module {
 public:
-    FakeDiff() { setDiffModule(this); }
-    ~FakeDiff() override { setDiffModule(nullptr); }
-    FakeDiff(const FakeDiff&) = delete;
-    FakeDiff& operator=(const FakeDiff&) = delete;
+    InUse() { setDiffModule(this); }
+    ~InUse() override { setDiffModule(nullptr); }
+    InUse(const InUse&) = delete;
+    InUse& operator=(const InUse&) = delete;
+};
 
+// Covers "*.txt".
+class FakeModule : public DiffModule {
+public:
     bool lookup(const std::wstring& path, FileDiffState& state) override {
         const bool covered = path.ends_with(L".txt");
         state.setFilter(covered ? L"txt" : L"", covered ? &filter : nullptr);
         return covered;
     }
     bool isText(const std::wstring&, FileDiffState& state) override {
+        whenAsked();
         state.isBinary = isBinary;
         return !isBinary;
     }
 
     FakeFilter filter;
     bool isBinary = false;
+    std::function<void()> whenAsked = [] {};
 };
+using FakeDiff = InUse<FakeModule>;
 
 std::string contentsOf(const WatchedFile& file) {
     const FileDiffState* state = file.GetDiffState();
@@ -360,18 +369,12 @@ TEST_F(WatchedFileTest, Diffs) {
     folder_.write("one.txt", "old");
     WatchedFile file(path(), nullptr, {});
     file.InitializeEntity(false);
-    const WatchedFile saved(file);
     folder_.write("one.txt", "newer");
     const auto changed = modified(file);
     ASSERT_NE(changed, nullptr);
     EXPECT_EQ(detailsOf(*changed), L"old...>newer");
     EXPECT_TRUE(changed->GetEventText().ends_with(L"(Contents Changed)\nold...>newer"));
     EXPECT_EQ(contentsOf(file), "newer");
-
-    WatchedFile live(path(), nullptr, {});
-    live.InitializeEntity(false);
-    EXPECT_EQ(detailsOf(*sinceLastRun(live, saved)), L"old...>newer");
-    EXPECT_EQ(contentsOf(live), "newer");
 
     module.filter.isSilent = true;
     folder_.write("one.txt", "newest");
@@ -387,6 +390,44 @@ TEST_F(WatchedFileTest, Diffs) {
     EXPECT_EQ(log.messages[0].text,
               L"FWC_0023:  File too big to perform diff (100 Kb > 100 Kb limit): " + path());
     EXPECT_FALSE(file.GetDiffState()->hasFilter());
+}
+
+// The same change seen by a running agent, and by one that comes back to its record of the file.
+TEST_F(WatchedFileTest, DiffsByTheRules) {
+    InUse<FileDiff> module;
+    module.configure({{L"*.txt", L"txt"}, {L"*.ini", L"ini"}});
+    const struct {
+        std::string name, before, now;
+        std::wstring difference;
+    } rows[] = {
+        {"one.txt", "a\nb\n", "a\nB\nc\n", L"2c2,3\n< b\n---\n> B\n> c\n"},
+        {"one.ini", "[s]\nk=1\n", "[s]\nk=22\n", L"Modified Key:\n[s]\nk=22 (< 1)\n"},
+    };
+    for (const auto& row : rows) {
+        const std::wstring name = toLower(folder_.path(utf16FromUtf8(row.name)));
+        folder_.write(row.name, row.before);
+        WatchedFile file(name, nullptr, {});
+        file.InitializeEntity(false);
+        const std::string header = StateFileBuilder(12).header().bytes();
+        std::stringstream state(header, std::ios::in | std::ios::out | std::ios::ate);
+        file.WriteEntity(state);
+        folder_.write(row.name, row.now);
+        EventList events;
+        file.ProcessNotification(events, FileNotificationInfo(name, FileAction::Modified, 1));
+
+        WatchedFile live(name, nullptr, {});
+        live.InitializeEntity(false);
+        state.seekg(static_cast<std::streamoff>(header.size()));
+        const auto saved = WatchedEntity::ReadEntity(state);
+        EXPECT_EQ(contentsOf(static_cast<WatchedFile&>(*saved)), row.before);
+        live.CompareWithSaved(events, *saved, {});
+        EXPECT_EQ(contentsOf(live), row.now);
+        ASSERT_EQ(events.size(), 2u);
+        for (const auto& event : events) {
+            EXPECT_TRUE(event->GetEventText().ends_with(L"(Contents Changed)\n" + row.difference));
+            EXPECT_EQ(detailsOf(*event), row.difference);
+        }
+    }
 }
 
 }  // namespace
