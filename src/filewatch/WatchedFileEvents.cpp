@@ -289,6 +289,7 @@ std::size_t WatchedFile::Analysis::sinceLastRun(EventList& events, const Watched
     const FileAttributes& old = saved.GetAttributes();
     facts_.existed = old.Exists();
     facts_.exists = current().Exists();
+    facts_.isPolled = true;
     // With the present modified time: a file of which nothing else changed is to stay quiet.
     previous_ = old.Clone();
     previous_->TakeModifiedTime(current());
@@ -354,6 +355,7 @@ std::size_t WatchedFile::Analysis::reportSince(EventList& events,
     if (isChangeAction(action_)) {
         event->AddChangeText(changeText_);
     }
+    action_ = actionOfValues(action_, facts_);
     setFields(*event, nameInEvents, false);
     events.push_back(std::move(event));
     return 1;

@@ -361,6 +361,14 @@ TEST_F(WatchedFileDigests, SinceTheLastRun) {
     files_.objects.clear();
     files_.opens = false;
     EXPECT_EQ(start()->GetValues()[2], L"M") << "another digest counts for more than the absence";
+    const WatchedFile absent = make();
+    files_.opens = true;
+    rewrite("contents");
+    WatchedFile live = make();
+    const auto appeared = sinceLastRun(live, absent);
+    EXPECT_NE(appeared->GetEventText().find(L"Action: Modified"), std::wstring::npos);
+    EXPECT_EQ(appeared->GetValues()[2], L"C");
+    EXPECT_EQ(live.GetLastAction(), static_cast<std::int32_t>(FileAction::Added));
 }
 
 TEST_F(WatchedFileTest, Diffs) {
