@@ -20,6 +20,19 @@ constexpr int kFileTooBigMessage = 413;
 // No character: where it turns up in a text, something could not be shown.
 constexpr std::wstring_view kUnshown = L"\xFFDC";
 
+// Null also for a file that has reached the limit since its snapshot was taken: whoever makes it
+// grow does not make the agent read it.
+std::unique_ptr<ByteArray> readBelow(const std::wstring& path, std::uint32_t limitBytes) {
+    FileIO file;
+    if (!file.Open(path, L"rb")) {
+        return nullptr;
+    }
+    auto contents = file.ReadBytes(limitBytes);
+    const bool isWhole =
+        contents != nullptr && static_cast<std::uint32_t>(contents->GetLength()) < limitBytes;
+    return isWhole ? std::move(contents) : nullptr;
+}
+
 }  // namespace
 
 FileDiffState& WatchedFile::DiffState() {
@@ -70,7 +83,7 @@ void WatchedFile::MakeDiff(std::wstring& detailText) {
 
 // Holds the file as it is now. Gives what was held before: null also where nothing could be read.
 std::unique_ptr<ByteArray> WatchedFile::TakeContents(const std::wstring& path) {
-    auto contents = FileIO::ReadFile(path);
+    auto contents = readBelow(path, AgentInfoRef()->diffFileSizeLimitKb() * 1024);
     if (contents == nullptr) {
         return nullptr;
     }

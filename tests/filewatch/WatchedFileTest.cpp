@@ -371,6 +371,12 @@ TEST_F(WatchedFileDigests, SinceTheLastRun) {
     EXPECT_EQ(live.GetLastAction(), static_cast<std::int32_t>(FileAction::Added));
 }
 
+TEST_F(WatchedFileDigests, AFileThatGrowsUnderItsDiffIsNotRead) {
+    FakeDiff module;
+    module.whenAsked = [this] { folder_.write("one.txt", std::string(100 * 1024, 'x')); };
+    EXPECT_EQ(contentsOf(make()).substr(0, 8), "none");
+}
+
 TEST_F(WatchedFileTest, Diffs) {
     FakeDiff module;
     const LogCapture log;
