@@ -54,6 +54,7 @@ bool WatchedFile::PrepareDiff() {
         return true;
     }
     module->isText(path, *diffState);
+    attributes->RefreshAccessTime();  // a look of our own, also at a file that has no diff
     if (diffState->isBinary) {
         debugLog(ModuleId::FilewatchCollector, L"Disabling DIFF for binary file %ls", GetName());
         return true;

@@ -371,6 +371,16 @@ TEST_F(WatchedFileDigests, SinceTheLastRun) {
     EXPECT_EQ(live.GetLastAction(), static_cast<std::int32_t>(FileAction::Added));
 }
 
+TEST_F(WatchedFileDigests, LooksOfOurOwnAreNoAccess) {
+    FakeDiff module;
+    module.isBinary = true;
+    module.whenAsked = [this] { ++files_.objects[path()].facts.accessTime; };
+    params_ = {};
+    params_.monitorAccessTime = true;
+    WatchedFile file = make();
+    EXPECT_EQ(modified(file), nullptr);
+}
+
 TEST_F(WatchedFileDigests, AFileThatGrowsUnderItsDiffIsNotRead) {
     FakeDiff module;
     module.whenAsked = [this] { folder_.write("one.txt", std::string(100 * 1024, 'x')); };
