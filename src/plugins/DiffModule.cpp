@@ -21,8 +21,9 @@ void setDiffModule(DiffModule* module) noexcept {
 }
 
 Lock& diffLock() {
-    static const std::unique_ptr<Lock> lock = platformFactory.createLock();
-    return *lock;
+    // Never destroyed: a thread may still hold it while the process ends.
+    static Lock& lock = *platformFactory.createLock().release();
+    return lock;
 }
 
 }  // namespace lathwind
