@@ -91,7 +91,7 @@ private:
     bool ReadTextFields(std::wistream& stream);
     void TakeFacts(const platform::FileFacts& facts);
     void ReadOwners(const std::wstring& realPath, const platform::Survey& survey);
-    void ReadExtendedAttributes(const platform::Survey& survey);
+    void ReadExtendedAttributes(platform::Survey& survey);
     void ReadAlternateStreams(const std::wstring& realPath);
     void ReadAcl(const platform::SecurityDescriptor* descriptor);
 

@@ -1,6 +1,7 @@
 // What the snapshot asks the platform, and what it writes down when the platform refuses.
 #include <array>
 #include <memory>
+#include <utility>
 
 #include "filewatch/windows/BackupStreamDecoder.h"
 #include "filewatch/windows/StreamListDecoder.h"
@@ -190,7 +191,9 @@ bool WinFileAttributes::Update() {
     return true;
 }
 
-void WinFileAttributes::ReadExtendedAttributes(const platform::Survey& survey) {
+// The object stays open no longer than its attributes take: nobody could remove it meanwhile.
+void WinFileAttributes::ReadExtendedAttributes(platform::Survey& survey) {
+    const auto backup = std::move(survey.backup);
     if (survey.backupCode != error::Success) {
         debugLog(ModuleId::Utils, L"CreateFile(%ls, FILE_READ_EA, ...) failed: %ls", path_,
                  errorText(survey.backupCode));
@@ -198,10 +201,10 @@ void WinFileAttributes::ReadExtendedAttributes(const platform::Survey& survey) {
     for (const auto& [name, value] : survey.attributes) {
         extendedAttributes_.insert_or_assign(widenText(name), widenText(value));
     }
-    if (!survey.backup) {
+    if (!backup) {
         return;
     }
-    const EaStream stream = readEaStream(*survey.backup);
+    const EaStream stream = readEaStream(*backup);
     if (stream.failure == BackupFailure::StreamName) {
         debugLog(ModuleId::Utils, L"BackupRead(%ls) while reading stream name  failed: %ls", path_,
                  errorText(stream.code));
@@ -212,7 +215,7 @@ void WinFileAttributes::ReadExtendedAttributes(const platform::Survey& survey) {
     for (const auto& [name, value] : decodeEaList(stream.data)) {
         extendedAttributes_.insert_or_assign(widenText(name), widenText(value));
     }
-    const ErrorCode code = survey.backup->finish();
+    const ErrorCode code = backup->finish();
     if (code != error::Success) {
         debugLog(ModuleId::Utils, L"BackupRead(%ls) while freeing context failed: %ls", path_,
                  errorText(code));
