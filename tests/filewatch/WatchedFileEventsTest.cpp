@@ -142,6 +142,7 @@ TEST_F(WatchedFileEvents, RowsOfTheTables) {
         {"plain", "archived", Accessed, both, true, Accessed, Accessed, L"", archive},
         {"absent", "plain", Accessed, both, true, Added, Added, kCame},
         {"absent", "blank", Accessed, p, true, Accessed, Added},
+        {"absent", "plain", Accessed, a, true, Accessed, Accessed},
         {"plain", "bigger", Accessed, both, true, Modified, Modified, kChanged, size},
         {"plain", "bigger", Accessed, a, true, Accessed, Accessed},
 
