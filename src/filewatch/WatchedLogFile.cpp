@@ -39,7 +39,8 @@ WatchedLogFile::WatchedLogFile(const WatchedLogFile& other)
     : WatchedEntity(other),
       offset(other.offset),
       properties(other.properties),
-      encoding(other.encoding) {}
+      encoding(other.encoding),
+      hasUnreadLines(other.hasUnreadLines) {}
 
 WatchedLogFile& WatchedLogFile::operator=(const WatchedLogFile& other) {
     Assign(other);
@@ -56,6 +57,7 @@ void WatchedLogFile::Assign(const WatchedEntity& other) {
         offset = log->offset;
         properties = log->properties;
         encoding = log->encoding;
+        hasUnreadLines = log->hasUnreadLines;
     }
 }
 

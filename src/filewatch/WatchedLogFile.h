@@ -36,8 +36,8 @@ public:
     bool InitializeEntity(bool clearSize) override;
     // Reads the new lines, if the snapshot differs from the one of `saved`, the state before, or
     // if that had left some. One pass makes at most four fifths of the events that the queue
-    // holds; the rest of the lines is left to the next. `nameInEvents` is the machine's name in
-    // injected events.
+    // holds, and fewer of long lines; the rest is left to the next. `nameInEvents` is the
+    // machine's name in injected events.
     std::size_t CompareWithSaved(EventList& events, const WatchedEntity& saved,
                                  const std::wstring& nameInEvents) override;
     // Takes a new snapshot and reads the new lines. A log that was removed gives no event.
@@ -53,6 +53,10 @@ public:
     void SetOffset(std::uint32_t bytes) { offset = bytes; }
     const LogFileProperties& GetProperties() const { return properties; }
     std::wstring GetEncoding() const { return encoding; }
+    // Did the last reading leave lines: did it end at a pass's limit, or could the log not be
+    // opened? The next notification reads them, but one that waits for the file to change may be
+    // long in coming, or come with the file's replacement. An unfinished last line is none.
+    bool HasUnreadLines() const { return hasUnreadLines; }
 
     // Is `path` a log of the prevention service, "qvrips*.log" beside the CSV event file?
     static bool IsServiceCsvLog(const std::wstring& path);
@@ -61,6 +65,7 @@ private:
     struct StreamCloser {
         void operator()(std::FILE* stream) const { std::fclose(stream); }
     };
+    struct Pass;  // how much one reading has made so far
 
     void ReadPosition(std::istream& stream, bool hasEncoding);
     void ReadObjectOfFirstVersion(std::istream& stream);
@@ -79,10 +84,9 @@ private:
     std::size_t ReadEvents(EventList& events, const WatchedEntity& saved,
                            const std::wstring& nameInEvents);
     bool NextText(bool closeAfterRead, const LogLineFilter& filter, std::wstring& line);
-    std::size_t ReadInjected(EventList& events, const std::wstring& nameInEvents,
-                             std::size_t limit);
-    std::size_t ReadMatching(EventList& events, const WatchedEntity& saved, std::size_t limit,
-                             bool closeAfterRead);
+    void ReadInjected(EventList& events, const std::wstring& nameInEvents, Pass& pass);
+    void ReadMatching(EventList& events, const WatchedEntity& saved, bool closeAfterRead,
+                      Pass& pass);
     std::unique_ptr<IDSEvent> CreateLineEvent(const std::vector<std::wstring>& fileValues,
                                               const std::wstring& line,
                                               const FieldMap& captures) const;
@@ -93,6 +97,7 @@ private:
     LogFileProperties properties;
     std::int32_t lastAction = 0;  // of the notification being processed
     std::wstring encoding = L"ANSI";
+    bool hasUnreadLines = false;
 };
 
 }  // namespace lathwind

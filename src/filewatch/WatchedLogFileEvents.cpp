@@ -33,6 +33,22 @@ std::wstring virtualTagOf(const IDSEvent& event) {
 
 }  // namespace
 
+// Events wait in memory until they are taken, and hold the text of their line several times over.
+// Their number alone bounds nothing when a line may be as long as the reader allows.
+struct WatchedLogFile::Pass {
+    static constexpr std::size_t kMostText = std::size_t{8} * 1024 * 1024;  // UTF-16 units
+
+    std::size_t mostEvents = 0;
+    std::size_t events = 0;
+    std::size_t text = 0;  // of their lines
+
+    bool IsFull() const { return events >= mostEvents || text >= kMostText; }
+    void Count(const std::wstring& line) {
+        ++events;
+        text += line.size();
+    }
+};
+
 std::size_t WatchedLogFile::ProcessNotification(EventList& events,
                                                 const FileNotificationInfo& note) {
     const WatchedLogFile saved(*this);
@@ -40,6 +56,7 @@ std::size_t WatchedLogFile::ProcessNotification(EventList& events,
     lastAction = static_cast<std::int32_t>(note.action);
     if (note.action == FileAction::Deleted) {
         offset = 0;
+        hasUnreadLines = false;
         return 0;
     }
     return CompareWithSaved(events, saved, note.virtualName);
@@ -48,6 +65,7 @@ std::size_t WatchedLogFile::ProcessNotification(EventList& events,
 std::size_t WatchedLogFile::CompareWithSaved(EventList& events, const WatchedEntity& saved,
                                              const std::wstring& nameInEvents) {
     std::size_t count = 0;
+    hasUnreadLines = false;
     if (attributes->GetSize() == 0) {
         offset = 0;
     } else if (IsToBeRead(saved)) {
@@ -65,11 +83,12 @@ bool WatchedLogFile::IsToBeRead(const WatchedEntity& saved) const {
     if (offset == 0 && IsServiceCsvLog(GetName())) {
         return true;
     }
-    // A pass that ended at its limit has left lines, and the file needs not change for them to be
-    // due. Its state before tells, also across a restart.
+    // Lines that were left are due, and the file needs not change for that. Across a restart the
+    // part that was consumed tells.
     const auto* before = dynamic_cast<const WatchedLogFile*>(&saved);
-    if (before != nullptr && before->offset != 0 &&
-        before->offset < before->attributes->GetSize()) {
+    if (before != nullptr &&
+        (before->hasUnreadLines ||
+         (before->offset != 0 && before->offset < before->attributes->GetSize()))) {
         return true;
     }
     bool anyDifference = false;
@@ -82,10 +101,14 @@ std::size_t WatchedLogFile::ReadEvents(EventList& events, const WatchedEntity& s
     const AgentInfoRef settings;
     // A burst in a log leaves a fifth of the queue to others.
     const std::uint32_t maximum = settings->fileEventsLimit();
-    const std::size_t limit = maximum - 2 * (maximum / 10);
-    return properties.GetInjectEvent() != 0
-               ? ReadInjected(events, nameInEvents, limit)
-               : ReadMatching(events, saved, limit, settings->closeLogAfterRead());
+    Pass pass{.mostEvents = maximum - 2 * (maximum / 10)};
+    if (properties.GetInjectEvent() != 0) {
+        ReadInjected(events, nameInEvents, pass);
+    } else {
+        ReadMatching(events, saved, settings->closeLogAfterRead(), pass);
+    }
+    hasUnreadLines = hasUnreadLines || pass.IsFull();
+    return pass.events;
 }
 
 // The text of the next line that may match, without the blanks at its end.
@@ -101,8 +124,7 @@ bool WatchedLogFile::NextText(bool closeAfterRead, const LogLineFilter& filter,
     return false;
 }
 
-std::size_t WatchedLogFile::ReadInjected(EventList& events, const std::wstring& nameInEvents,
-                                         std::size_t limit) {
+void WatchedLogFile::ReadInjected(EventList& events, const std::wstring& nameInEvents, Pass& pass) {
     LogRecordFacts record{
         .machineName = nameInEvents,
         .format = properties.GetInjectEvent(),
@@ -112,33 +134,31 @@ std::size_t WatchedLogFile::ReadInjected(EventList& events, const std::wstring& 
         .logPath = GetName(),
     };
     const LogLineFilter everything({}, IsWide());
-    std::size_t count = 0;
     // The record at the log's end deletes it, which a file that is held open may forbid.
-    while (count < limit && NextText(true, everything, record.text)) {
+    while (!pass.IsFull() && NextText(true, everything, record.text)) {
         // The lines of such an event end in CR LF, of which reading text has left the line feed.
         if (record.format == logRecordFormat::Injected && !IsWide()) {
             replaceAll(record.text, L"\n", L"\r\n");
         }
-        count += static_cast<std::size_t>(CreateLogEvent(events, record));
+        if (CreateLogEvent(events, record)) {
+            pass.Count(record.text);
+        }
     }
-    return count;
 }
 
-std::size_t WatchedLogFile::ReadMatching(EventList& events, const WatchedEntity& saved,
-                                         std::size_t limit, bool closeAfterRead) {
+void WatchedLogFile::ReadMatching(EventList& events, const WatchedEntity& saved,
+                                  bool closeAfterRead, Pass& pass) {
     const LogLineFilter filter(properties.GetParseString(), IsWide());
     std::vector<std::wstring> fileValues;
     SetEventFields(fileValues, &saved.GetAttributes(), FileAction::Modified, false);
     std::wstring line;
     FieldMap captures;
-    std::size_t count = 0;
-    while (count < limit && NextText(closeAfterRead, filter, line)) {
+    while (!pass.IsFull() && NextText(closeAfterRead, filter, line)) {
         if (filter.Matches(line, captures)) {
             events.push_back(CreateLineEvent(fileValues, line, captures));
-            ++count;
+            pass.Count(line);
         }
     }
-    return count;
 }
 
 std::unique_ptr<IDSEvent> WatchedLogFile::CreateLineEvent(

@@ -81,9 +81,11 @@ bool WatchedLogFile::StartReading() {
     if (!OpenLogFile()) {
         debugLog(ModuleId::FilewatchCollector, L"Failed to open logwatch file: %ls error: %d\n",
                  GetName(), errno);
+        hasUnreadLines = true;
         return false;
     }
     if (!SeekOffset()) {
+        hasUnreadLines = true;
         return false;
     }
     if (reader == nullptr) {

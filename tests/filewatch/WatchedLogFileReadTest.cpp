@@ -1,5 +1,6 @@
+#include <cerrno>
+#include <functional>
 #include <gtest/gtest.h>
-#include <sstream>
 
 #include "actions/EventFilePaths.h"
 #include "filewatch/FileAttributes.h"
@@ -21,7 +22,6 @@ using testing::ServiceOverride;
 using testing::TempDir;
 using Texts = std::vector<std::wstring>;
 
-constexpr std::uint16_t kStateVersion = 12;
 constexpr std::wstring_view kHead = L"\n\nMessage: ";
 
 // A list's entry for the log, from lines of its section.
@@ -115,44 +115,6 @@ TEST_F(WatchedLogFileReadTest, AMarkIsSkippedAndNothingElse) {
     }
 }
 
-TEST_F(WatchedLogFileReadTest, StartsAgainWithANewFile) {
-    write("first\nsecond\n");
-    follow();
-    EXPECT_EQ(lines().size(), 2u);
-    write("third\n");  // truncated and written again
-    EXPECT_EQ(lines(), Texts{L"third"});
-    write("");
-    EXPECT_EQ(lines(), Texts());
-    EXPECT_EQ(log_->GetOffset(), 0u);
-    write("a much longer fourth line\n");
-    EXPECT_EQ(lines().size(), 1u);
-    std::filesystem::remove(folder_.native("app.log"));
-    EXPECT_EQ(lines(FileAction::Deleted), Texts());
-    EXPECT_EQ(log_->GetOffset(), 0u);
-    write("fifth\n");
-    EXPECT_EQ(lines(FileAction::Added), Texts{L"fifth"});
-    log_->SetOffset(1000);  // beyond the end, though the snapshots do not tell
-    append("sixth\n");
-    EXPECT_EQ(lines(), (Texts{L"fifth", L"sixth"}));
-}
-
-TEST_F(WatchedLogFileReadTest, AReplacedLogIsToldByItsDigestAtTheNextStart) {
-    write("first\n");
-    follow();
-    EXPECT_EQ(lines().size(), 1u);
-    std::stringstream state;
-    log_->WriteEntity(state);
-    write("other contents, and longer\n");
-    const auto saved = WatchedEntity::ReadEntityOfVersion(state, kStateVersion);
-    const auto& savedLog = static_cast<const WatchedLogFile&>(*saved);
-    EXPECT_EQ(savedLog.GetOffset(), 0u);
-    log_->InitializeEntity(false);
-    log_->SetOffset(savedLog.GetOffset());
-    EventList events;
-    EXPECT_EQ(log_->CompareWithSaved(events, *saved, {}), 1u);
-    EXPECT_EQ(messagesOf(events), Texts{L"other contents, and longer"});
-}
-
 TEST_F(WatchedLogFileReadTest, AServiceLogIsReadFromItsStartAtAnyRate) {
     setEventFilePaths(folder_.path(L"Events.csv"), {});
     for (const auto& [name, isService] :
@@ -201,28 +163,14 @@ TEST_F(WatchedLogFileSettingsTest, APassLeavesAFifthOfTheQueue) {
         for (const std::size_t count : {84u, 84u, 82u, 0u}) {  // the file does not change
             const Texts some = lines();
             EXPECT_EQ(some.size(), count);
+            EXPECT_EQ(log_->HasUnreadLines(), count == 84);
             all.insert(all.end(), some.begin(), some.end());
         }
         EXPECT_EQ(all, expected);
     }
-    // What was left is also due after a restart.
-    follow();
-    EXPECT_EQ(lines().size(), 84u);
-    std::stringstream state;
-    log_->WriteEntity(state);
-    const auto saved = WatchedEntity::ReadEntityOfVersion(state, kStateVersion);
-    log_->InitializeEntity(false);
-    log_->SetOffset(static_cast<const WatchedLogFile&>(*saved).GetOffset());
-    EventList events;
-    EXPECT_EQ(log_->CompareWithSaved(events, *saved, {}), 84u);
-    EXPECT_EQ(messagesOf(events).front(), L"84");
 }
 
 TEST_F(WatchedLogFileReadTest, LinesPassTheFilter) {
-    struct Case {
-        const wchar_t* entry;
-        Texts lines;
-    };
     const std::wstring filter = L"Delimiter=\\n\nStringsToParse=1\nS1=";
     const Texts all = {L"user ann denied", L"user bob granted", L"nobody denied"};
     const std::pair<std::wstring, Texts> cases[] = {
@@ -337,58 +285,75 @@ TEST_F(WatchedLogFileReadTest, InjectedRecords) {
     EXPECT_FALSE(folder_.exists("app.log")) << "all of it was taken";
 }
 
-TEST_F(WatchedLogFileReadTest, ALineWithoutAnEndIsReadInPieces) {
+TEST_F(WatchedLogFileReadTest, ALineWithoutAnEndIsReadInPiecesAndAFewAtATime) {
     constexpr std::size_t kLimit = LogLineReader::Sizes().lineLimit;
-    write(std::string(2 * kLimit + 100, 'x'));
+    write(std::string(10 * kLimit + 100, 'x'));
     follow();
     const LogCapture debug;
-    EXPECT_EQ(lines(), Texts(2, std::wstring(kLimit, L'x')));
-    EXPECT_EQ(log_->GetOffset(), 2 * kLimit);
+    for (const std::size_t count : {8u, 2u}) {
+        EXPECT_TRUE(lines() == Texts(count, std::wstring(kLimit, L'x')));  // too long to print
+        EXPECT_EQ(log_->HasUnreadLines(), count == 8);
+    }
+    EXPECT_EQ(log_->GetOffset(), 10 * kLimit);
     EXPECT_TRUE(debug.hasDebug(L"Line without an end in logwatch file: " + path() +
                                L", read in pieces of 1048576 bytes"));
     append("yz\nnext\n");
     EXPECT_EQ(lines(), (Texts{std::wstring(100, L'x') + L"yz", L"next"}));
 }
 
-// Files whose log does not open, or does not seek.
-class FailingFiles : public testing::FakeFiles {
+// The real files, with something that happens at an opening, or goes wrong.
+class TroubledFiles : public testing::FakeFiles {
 public:
-    explicit FailingFiles(platform::Files& real) : real_(real) {}
+    explicit TroubledFiles(platform::Files& real) : real_(real) {}
     std::FILE* openStream(const std::wstring& path, const std::wstring& mode,
                           platform::Sharing sharing) override {
+        if (path.ends_with(L"app.log") && --untilEvent == 0) {
+            event();
+        }
         errno = EACCES;
         return opens ? real_.openStream(path, mode, sharing) : nullptr;
     }
     int seekStream(std::FILE* stream, std::int64_t offset, int origin) override {
         errno = EIO;
-        return origin == SEEK_SET ? -1 : real_.seekStream(stream, offset, origin);
+        return !seeks && origin == SEEK_SET ? -1 : real_.seekStream(stream, offset, origin);
     }
     std::int64_t tellStream(std::FILE* stream) override { return real_.tellStream(stream); }
+    ErrorCode survey(const std::wstring& path, std::uint32_t information,
+                     platform::Survey& found) override {
+        return real_.survey(path, information, found);
+    }
+    bool hasStreams() const override { return false; }
 
-    bool opens = false;
+    int untilEvent = 0;  // openings of the log, the one that it precedes included
+    std::function<void()> event;
+    bool opens = true;
+    bool seeks = true;
 
 private:
     platform::Files& real_;
 };
 
 TEST_F(WatchedLogFileReadTest, AnUnreadableLogGivesNoEvents) {
-    write("one\ntwo\n");
-    follow();
-    log_->SetOffset(4);
-    const WatchedLogFile empty(L"", nullptr, L"");
-    log_->GetAttributes().Initialize();
-    FailingFiles files(platform::files());
-    const ServiceOverride<platform::Files> answers(platformFactory.files, files);
     for (const bool opens : {false, true}) {
-        files.opens = opens;
+        write("one\ntwo\n");
+        follow();
         const LogCapture debug;
-        EventList events;
-        EXPECT_EQ(log_->CompareWithSaved(events, empty, {}), 0u);
-        EXPECT_EQ(log_->GetOffset(), 4u);
+        {
+            TroubledFiles files(platform::files());
+            files.opens = opens;
+            files.seeks = false;
+            const ServiceOverride<platform::Files> answers(platformFactory.files, files);
+            EXPECT_EQ(lines(), Texts());
+        }
         EXPECT_TRUE(debug.hasDebug(opens ? L"Failed to seek in logwatch file: " + path() +
                                                L" error: " + std::to_wstring(EIO) + L"\n"
                                          : L"Failed to open logwatch file: " + path() +
                                                L" error: " + std::to_wstring(EACCES) + L"\n"));
+        if (!opens) {
+            EXPECT_TRUE(log_->HasUnreadLines());
+            EXPECT_EQ(lines(), (Texts{L"one", L"two"})) << "the file does not change";
+        }
+        EXPECT_FALSE(log_->HasUnreadLines());
     }
 }
 
