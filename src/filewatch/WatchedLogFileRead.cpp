@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <limits>
 
+#include "filewatch/FileAttributes.h"
 #include "filewatch/WatchedLogFile.h"
 #include "filewatch/windows/WinPathMapping.h"
 #include "utils/FileIO.h"
@@ -62,12 +63,15 @@ bool WatchedLogFile::SeekLog(std::FILE* stream, std::int64_t position, int origi
 }
 
 // Goes to the offset. A log that ends ahead of it was cut or replaced, and is read from its start.
+// This may have happened since the snapshot was taken. The next one is compared with that, would
+// find the new file smaller than the old one, and have it read a second time.
 bool WatchedLogFile::SeekOffset() {
     platform::Files& files = platform::files();
     const bool isAtEnd = files.seekStream(file.get(), 0, SEEK_END) == 0;
     const std::int64_t size = files.tellStream(file.get());
     if (isAtEnd && size < offset) {
         offset = 0;
+        attributes->Initialize();
     }
     if (SeekLog(file.get(), offset, SEEK_SET)) {
         return true;
@@ -79,9 +83,15 @@ bool WatchedLogFile::SeekOffset() {
 
 bool WatchedLogFile::StartReading() {
     if (!OpenLogFile()) {
+        const int number = errno;
         debugLog(ModuleId::FilewatchCollector, L"Failed to open logwatch file: %ls error: %d\n",
-                 GetName(), errno);
-        hasUnreadLines = true;
+                 GetName(), number);
+        // A log that is gone, perhaps with its last record, comes back as another file.
+        if (number == ENOENT) {
+            offset = 0;
+        } else {
+            hasUnreadLines = true;
+        }
         return false;
     }
     if (!SeekOffset()) {

@@ -357,5 +357,38 @@ TEST_F(WatchedLogFileReadTest, AnUnreadableLogGivesNoEvents) {
     }
 }
 
+TEST_F(WatchedLogFileReadTest, ALogThatIsReplacedWhileItIsReadComesOnce) {
+    const std::string old(2000, 'x');
+    std::string blocks;
+    while (blocks.size() < 2 * LogLineReader::Sizes().block) {
+        blocks += old + "\n";
+    }
+    for (const int opening : {1, 2}) {
+        for (const bool isGone : {false, true}) {
+            write(old + "\n");
+            follow();
+            EXPECT_EQ(lines().size(), 1u);
+            append(blocks);
+            {
+                TroubledFiles files(platform::files());
+                files.untilEvent = opening;
+                files.event = [&] {
+                    std::filesystem::remove(folder_.native("app.log"));
+                    if (!isGone) {
+                        write("new\n");
+                    }
+                };
+                const ServiceOverride<platform::Files> answers(platformFactory.files, files);
+                const Texts all = lines();
+                EXPECT_EQ(all.size() > 1, opening == 2);
+                EXPECT_EQ(!all.empty() && all.back() == L"new", !isGone);
+            }
+            EXPECT_FALSE(log_->HasUnreadLines());
+            append(isGone ? "new\n" + blocks + blocks : "next\n");
+            EXPECT_EQ(lines().front(), isGone ? L"new" : L"next");
+        }
+    }
+}
+
 }  // namespace
 }  // namespace lathwind
