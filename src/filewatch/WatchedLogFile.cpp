@@ -64,7 +64,7 @@ void WatchedLogFile::Assign(const WatchedEntity& other) {
 void WatchedLogFile::SetLogProperties(const LogFileProperties& logProperties,
                                       const std::wstring& path) {
     properties = logProperties;
-    encoding = FileIO::DetectEncoding(path);
+    encoding = FileIO::DetectEncoding(MapToRealPath(path));
     if (encoding == L"ANSI") {
         encoding = properties.GetEncoding();
     }
