@@ -119,47 +119,12 @@ TEST(LogLineReaderTest, WhatALineIs) {
 }
 
 TEST(LogLineReaderTest, ALineWithoutAnEndComesInPieces) {
+    const Format format{false, L"\n", false};
     const Sizes sizes{16, 10};
-    struct Case {
-        std::string_view bytes;
-        Texts lines;
-    };
-    const Case cases[] = {
-        {"0123456789\n", {L"0123456789"}},
-        {"0123456789\r\n", {L"0123456789"}},
-        {"0123456789a\n", {L"0123456789", L"a"}},
-
-        {"0123456789abcd", {}},
-        {"0123456789abcde", {L"0123456789"}},  // the rest is an unfinished line
-        {"0123456789abcdefghijklm\n", {L"0123456789", L"abcdefghij", L"klm"}},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(textsOf(c.bytes, {false, L"\n", false}, sizes), c.lines) << c.bytes;
-    }
-}
-
-TEST(LogLineReaderTest, GoesOnWhereTheLastLineEnded) {
-    std::string_view bytes = "one\ntwo\nthr";
-    const auto source = [&](char* target, std::size_t count) {
-        const std::size_t size = bytes.copy(target, count);
-        bytes.remove_prefix(size);
-        return size;
-    };
-    LogLineReader reader(Format{});
-    reader.Restart(1000);
-    EXPECT_EQ(reader.Find(), LogLineReader::Found::Nothing);
-    EXPECT_EQ(reader.GetPosition(), 1000u);
-    EXPECT_EQ(reader.Find(source), LogLineReader::Found::Line);
-    EXPECT_EQ(reader.GetPosition(), 1004u);
-    EXPECT_EQ(reader.Find(), LogLineReader::Found::Line) << "read along with the first";
-    EXPECT_EQ(reader.GetBytes(), "two");
-    EXPECT_EQ(reader.Find(source), LogLineReader::Found::Nothing);
-    EXPECT_EQ(reader.GetPosition(), 1008u);
-    bytes = "four\n";
-    reader.Restart(7);
-    EXPECT_EQ(reader.Find(source), LogLineReader::Found::Line);
-    EXPECT_EQ(reader.GetBytes(), "four");
-    EXPECT_EQ(reader.GetPosition(), 12u);
+    EXPECT_EQ(textsOf("0123456789\r\n", format, sizes), Texts{L"0123456789"});
+    EXPECT_EQ(textsOf("0123456789abcdefghijklm\n", format, sizes),
+              (Texts{L"0123456789", L"abcdefghij", L"klm"}));
+    EXPECT_EQ(textsOf("0123456789abcd", format, sizes), Texts()) << "its end may be there next";
 }
 
 // A code page in which a byte from 0x81 on and the one behind it are one character, here the one of
