@@ -42,6 +42,19 @@ std::size_t findByte(std::string_view bytes, char byte, std::size_t from) {
 
 }  // namespace
 
+std::size_t textCharacterSize(std::string_view bytes) {
+    if (bytes.starts_with("\r\n")) {
+        return 2;
+    }
+    for (std::size_t size = std::min(kLongestTextCharacter, bytes.size()); size > 1; --size) {
+        const std::wstring text = widen(bytes.substr(0, size));
+        if (text.size() == 1 || (text.size() == 2 && (text[0] & 0xFC00) == 0xD800)) {
+            return size;
+        }
+    }
+    return 1;
+}
+
 LogDelimiter::LogDelimiter(std::wstring_view delimiter, bool inWideLog)
     : isWide_(inWideLog), text_(delimiter) {
     if (isWide_) {
@@ -69,6 +82,7 @@ bool LogDelimiter::Find(std::string_view line, bool isLast, std::size_t& searche
         return false;
     }
     const char last = bytes_.back();
+    std::size_t boundary = 0;
     for (;; ++searched) {
         const std::size_t found = findByte(line, last, searched);
         if (found == kNone) {
@@ -80,7 +94,8 @@ bool LogDelimiter::Find(std::string_view line, bool isLast, std::size_t& searche
             return false;  // the next byte tells whether this is half of a line end
         }
         place = {BeginOfMatch(line, found + 1), found + 1};
-        if (place.begin != kNone && (!mayHideInCharacters_ || IsAtCharacter(line, place))) {
+        if (place.begin != kNone &&
+            (!mayHideInCharacters_ || IsAtCharacter(line, place, boundary))) {
             return true;
         }
     }
@@ -126,14 +141,27 @@ std::size_t LogDelimiter::BeginOfMatch(std::string_view line, std::size_t end) c
 
 // In a double-byte code page the byte of a letter may also be the second half of a character.
 // Whatever stands in front, a byte of ASCII ends a character: decoding from there tells.
-bool LogDelimiter::IsAtCharacter(std::string_view line, const Place& place) const {
+//
+// `boundary` is a place at which a character is known to begin, and moves on with each delimiter
+// that turns out to be none. So a line of such places alone is decoded once, and not up to each.
+bool LogDelimiter::IsAtCharacter(std::string_view line, const Place& place,
+                                 std::size_t& boundary) const {
+    if (place.begin < boundary) {
+        return false;
+    }
     std::size_t begin = place.begin;
-    while (begin > 0 && byteAt(line, begin - 1) >= kAsciiEnd) {
+    while (begin > boundary && byteAt(line, begin - 1) >= kAsciiEnd) {
         --begin;
     }
     std::wstring text = widen(line.substr(begin, place.end - begin));
     replaceAll(text, L"\r\n", L"\n");
-    return text.ends_with(text_);
+    if (text.ends_with(text_)) {
+        return true;
+    }
+    for (boundary = begin; boundary <= place.begin;) {
+        boundary += textCharacterSize(line.substr(boundary));
+    }
+    return false;
 }
 
 }  // namespace lathwind

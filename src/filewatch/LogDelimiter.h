@@ -6,6 +6,11 @@
 
 namespace lathwind {
 
+// Bytes of the character at the start of `bytes`, which is text of the system code page and not
+// empty: the most that are a single one. CR LF is one.
+std::size_t textCharacterSize(std::string_view bytes);
+inline constexpr std::size_t kLongestTextCharacter = 4;  // bytes, of UTF-8
+
 // What ends a line of a log, found in the log's bytes as they stand in the file: nothing has to be
 // decoded to know where a line ends.
 //
@@ -39,7 +44,7 @@ public:
 private:
     bool FindWide(std::string_view line, std::size_t& searched, Place& place) const;
     std::size_t BeginOfMatch(std::string_view line, std::size_t end) const;
-    bool IsAtCharacter(std::string_view line, const Place& place) const;
+    bool IsAtCharacter(std::string_view line, const Place& place, std::size_t& boundary) const;
 
     bool isWide_;
     std::wstring text_;

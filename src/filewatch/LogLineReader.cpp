@@ -18,7 +18,6 @@ namespace lathwind {
 namespace {
 
 constexpr unsigned char kAsciiEnd = 0x80;
-constexpr std::size_t kLongestCharacter = 4;  // bytes, of UTF-8
 
 // Decodes a chunk if all its bytes are ASCII.
 constexpr std::size_t kChunk = 16;
@@ -89,25 +88,11 @@ void decodeWide(std::string_view bytes, std::wstring& text) {
     }
 }
 
-// The bytes of the character at the start: the most that are a single one.
-std::size_t characterSize(std::string_view bytes) {
-    if (bytes.starts_with("\r\n")) {
-        return 2;
-    }
-    for (std::size_t size = std::min(kLongestCharacter, bytes.size()); size > 1; --size) {
-        const std::wstring text = widen(bytes.substr(0, size));
-        if (text.size() == 1 || (text.size() == 2 && (text[0] & 0xFC00) == 0xD800)) {
-            return size;
-        }
-    }
-    return 1;
-}
-
 // Does the byte at `place` belong to the character of one in front of it? In a double-byte code
 // page this may be wrong where letters follow each other.
 bool isInsideOfText(std::string_view bytes, std::size_t place) {
-    for (std::size_t back = 1; back < kLongestCharacter && back <= place; ++back) {
-        if (characterSize(bytes.substr(place - back)) > back) {
+    for (std::size_t back = 1; back < kLongestTextCharacter && back <= place; ++back) {
+        if (textCharacterSize(bytes.substr(place - back)) > back) {
             return true;
         }
     }
@@ -162,7 +147,7 @@ LogLineReader::Found LogLineReader::Search(bool isLast) {
     }
     // A delimiter that begins within the limit would have been found; and a character that does
     // is here as a whole.
-    const std::size_t overhang = std::max(delimiter_.GetMostBytes(), kLongestCharacter);
+    const std::size_t overhang = std::max(delimiter_.GetMostBytes(), kLongestTextCharacter);
     if (isFound || Rest().size() > sizes_.lineLimit + overhang) {
         const std::size_t size = PieceSize();
         return Take({size, size}, Found::Piece);
@@ -182,10 +167,10 @@ LogLineReader::Found LogLineReader::Take(const LogDelimiter::Place& end, Found f
 // Every character ends where an empty delimiter stands.
 LogLineReader::Found LogLineReader::TakeCharacter(bool isLast) {
     const std::string_view rest = Rest();
-    if (rest.size() < (isWide_ ? 2 : isLast ? 1 : kLongestCharacter)) {
+    if (rest.size() < (isWide_ ? 2 : isLast ? 1 : kLongestTextCharacter)) {
         return Found::Nothing;
     }
-    const std::size_t size = isWide_ ? 2 : characterSize(rest);
+    const std::size_t size = isWide_ ? 2 : textCharacterSize(rest);
     return Take({size, size}, Found::Line);
 }
 
@@ -193,7 +178,7 @@ LogLineReader::Found LogLineReader::TakeCharacter(bool isLast) {
 std::size_t LogLineReader::PieceSize() const {
     std::size_t size = sizes_.lineLimit;
     const auto isInside = isWide_ ? isInsideOfWide : isInsideOfText;
-    while (size > sizes_.lineLimit - kLongestCharacter + 1 && isInside(Rest(), size)) {
+    while (size > sizes_.lineLimit - kLongestTextCharacter + 1 && isInside(Rest(), size)) {
         --size;
     }
     return size;

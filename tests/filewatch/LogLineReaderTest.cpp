@@ -133,6 +133,7 @@ class DoubleByteHost : public testing::HostDecorator {
 public:
     using HostDecorator::HostDecorator;
     std::wstring widen(std::string_view bytes) override {
+        widened += bytes.size();
         std::wstring text;
         for (std::size_t i = 0; i < bytes.size(); ++i) {
             const auto byte = static_cast<unsigned char>(bytes[i]);
@@ -152,6 +153,8 @@ public:
         }
         return bytes;
     }
+
+    std::size_t widened = 0;  // bytes
 };
 
 TEST(LogLineReaderTest, ASecondByteIsNoDelimiter) {
@@ -167,6 +170,14 @@ TEST(LogLineReaderTest, ASecondByteIsNoDelimiter) {
                 << ::testing::PrintToString(bytes) << ::testing::PrintToString(delimiter);
         });
     }
+    // A place that is none does not have the whole line decoded again.
+    std::string bytes;
+    for (int i = 0; i < 20000; ++i) {
+        bytes += "\x82\x81\x81\x82";
+    }
+    host.widened = 0;
+    EXPECT_TRUE(textsOf(bytes, {false, L"\x8181", false}).empty());
+    EXPECT_LT(host.widened, 20 * bytes.size());
 }
 
 }  // namespace
