@@ -3,40 +3,25 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <random>
+
+#include "utils/SipHash.h"
 
 namespace lathwind {
 namespace {
 
-// Whoever writes a watched file could make lines that collide under a known seed.
-std::uint64_t processSeed() {
-    static const std::uint64_t seed = [] {
-        std::random_device device;
-        return std::uint64_t{device()} << 32 | device();
-    }();
-    return seed;
-}
-
-constexpr std::uint64_t kFirstFactor = 0x9e3779b97f4a7c15;
-constexpr std::uint64_t kSecondFactor = 0xd6e8feb86659fd93;
-
-std::uint64_t mixed(std::uint64_t value) {
-    value *= kFirstFactor;
-    return value ^ value >> 32;
-}
-
-std::uint32_t hashOf(std::string_view line, std::uint64_t seed) {
-    std::uint64_t hash = seed ^ line.size() * kSecondFactor;
+// Whoever writes a watched file could make lines that collide under a hash without a secret.
+std::uint32_t hashOf(std::string_view line, const TableHash::Key& key) {
+    TableHash hash(key);
     std::uint64_t word = 0;
-    while (line.size() >= sizeof(word)) {
-        std::memcpy(&word, line.data(), sizeof(word));
-        hash = mixed(hash ^ word);
-        line.remove_prefix(sizeof(word));
+    std::size_t at = 0;
+    for (; line.size() - at >= sizeof(word); at += sizeof(word)) {
+        std::memcpy(&word, line.data() + at, sizeof(word));
+        hash.add(word);
     }
     word = 0;
-    std::memcpy(&word, line.data(), line.size());
-    hash = mixed(hash ^ word) * kSecondFactor;
-    return static_cast<std::uint32_t>(hash >> 32);
+    std::memcpy(&word, line.data() + at, line.size() - at);
+    hash.add(word | std::uint64_t{line.size()} << 56);
+    return static_cast<std::uint32_t>(hash.finish());
 }
 
 // Hands out a number for each distinct line: open addressing with linear probing.
@@ -45,7 +30,7 @@ public:
     explicit ClassTable(std::size_t expectedLines)
         : slots_(std::bit_ceil(std::clamp(2 * expectedLines, kFewestSlots, kMostFirstSlots))) {}
 
-    std::uint32_t hash(std::string_view line) const { return hashOf(line, seed_); }
+    std::uint32_t hash(std::string_view line) const { return hashOf(line, key_); }
     // Brings the place of a hash into the cache, before it is asked for.
     void expect(std::uint32_t hash) const {
         __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
@@ -92,7 +77,7 @@ private:
         }
     }
 
-    const std::uint64_t seed_ = processSeed();
+    const TableHash::Key key_ = processHashKey();
     std::vector<Slot> slots_;
     std::vector<std::string_view> lines_;  // one of each class
 };

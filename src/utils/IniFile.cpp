@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "utils/FileIO.h"
+#include "utils/SipHash.h"
 #include "utils/Text.h"
 
 // The text is kept as it came, and sections and entries are pieces of it. So a file costs its own
@@ -58,15 +59,24 @@ std::wstring decode(std::string_view bytes) {
     return widen(terminated);
 }
 
-// FNV-1a over the folded units, with a last stir for the low bits that pick the slot.
-std::uint32_t hashOf(std::wstring_view name, std::uint32_t seed) {
-    std::uint32_t hash = 0x811c9dc5u ^ seed * 0x9e3779b9u;
+// Of the folded units. Files of others are read too, when they are watched: their names must not
+// be able to collide at will.
+std::uint32_t hashOf(std::wstring_view name, std::uint32_t section) {
+    constexpr unsigned kUnitBits = 16;
+    TableHash hash(processHashKey());
+    std::uint64_t word = 0;
+    unsigned bits = 0;
     for (const wchar_t unit : name) {
-        hash = (hash ^ static_cast<std::uint32_t>(toLower(unit))) * 0x01000193u;
+        word |= static_cast<std::uint64_t>(toLower(unit)) << bits;
+        bits += kUnitBits;
+        if (bits == 64) {
+            hash.add(std::exchange(word, 0));
+            bits = 0;
+        }
     }
-    hash ^= hash >> 15;
-    hash *= 0x2c1b3c6du;
-    return hash ^ hash >> 13;
+    hash.add(word);
+    hash.add(std::uint64_t{name.size()} << 32 | section);
+    return static_cast<std::uint32_t>(hash.finish());
 }
 
 std::uint64_t digits(std::wstring_view text, std::uint64_t largest) {
