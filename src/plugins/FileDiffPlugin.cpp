@@ -32,8 +32,6 @@ bool isBareName(const std::wstring& library) {
 // What a plug-in has written so far. It is called from foreign code, which no exception may cross.
 class Result {
 public:
-    static constexpr std::size_t kMostBytes = 64 << 20;
-
     static std::int32_t FILEDIFF_CALL write(void* context, const char* text,
                                             std::uint32_t size) noexcept {
         return context != nullptr && static_cast<Result*>(context)->append(text, size) ? 0 : 1;
@@ -47,7 +45,8 @@ public:
 
 private:
     bool append(const char* text, std::uint32_t size) noexcept {
-        refused_ = refused_ || (text == nullptr && size != 0) || size > kMostBytes - bytes_.size();
+        refused_ = refused_ || (text == nullptr && size != 0) ||
+                   size > DiffFilter::kMostText - bytes_.size();
         if (refused_ || size == 0) {
             return !refused_;
         }

@@ -49,7 +49,7 @@ std::wstring FileDiffState::diff(const ByteArray& previous, const ByteArray& cur
         return text;
     } catch (const std::bad_alloc&) {
         debugLog(ModuleId::FilewatchCollector, L"Out of memory for a diff of type %ls", diffType);
-    } catch (const std::length_error&) {  // of a 32-bit string
+    } catch (const std::length_error&) {
         debugLog(ModuleId::FilewatchCollector, L"A diff of type %ls is too long", diffType);
     }
     return {};

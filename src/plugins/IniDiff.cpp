@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -149,6 +150,9 @@ private:
             });
     }
     void head(std::wstring_view kind, std::wstring_view section) {
+        if (text_.size() > DiffFilter::kMostText) {
+            throw std::length_error("diff");
+        }
         text_.append(kind).append(L":\n[").append(section).append(L"]\n");
     }
     void pair(const Key& key) { text_.append(key.name).append(L"=").append(key.value); }

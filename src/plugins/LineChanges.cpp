@@ -74,6 +74,10 @@ Candidates::Candidates(const std::vector<std::uint32_t>& classes,
                                  : Standing::Kept;
     });
     judge(standings);
+    const auto kept =
+        static_cast<std::size_t>(std::count(standings.begin(), standings.end(), Standing::Kept));
+    lines_.reserve(kept);
+    classes_.reserve(kept);
     for (std::size_t i = 0; i < classes.size(); ++i) {
         if (standings[i] == Standing::Kept) {
             lines_.push_back(static_cast<std::uint32_t>(i));
@@ -177,7 +181,7 @@ public:
         : ends_(2 * static_cast<std::size_t>(reach) + 3), reach_(reach) {}
 
     void start(std::int32_t diagonal, std::int32_t x) {
-        middle_ = diagonal;
+        shift_ = reach_ + 1 - diagonal;
         first = last = diagonal;
         (*this)[diagonal] = x;
     }
@@ -199,8 +203,7 @@ public:
     }
     bool holds(std::int32_t diagonal) const { return diagonal >= first && diagonal <= last; }
     std::int32_t& operator[](std::int32_t diagonal) {
-        const std::int32_t index = diagonal - middle_ + reach_ + 1;
-        return ends_[static_cast<std::size_t>(index)];
+        return ends_[static_cast<std::size_t>(diagonal + shift_)];
     }
 
     std::int32_t first = 0;
@@ -209,7 +212,7 @@ public:
 private:
     std::vector<std::int32_t> ends_;
     std::int32_t reach_;
-    std::int32_t middle_ = 0;
+    std::int32_t shift_ = 0;  // from a diagonal to its place in ends_
 };
 
 constexpr std::int32_t kLeastLimit = 4096;
@@ -224,14 +227,22 @@ std::int32_t limitFor(std::size_t diagonals) {
     return std::max(limit, kLeastLimit);
 }
 
+// What extending a path costs that then runs along so many equal lines. The processor does not
+// foresee where paths run along lines and where not, which takes longer than the lines do.
+std::uint64_t costOf(std::int32_t equalLines) {
+    constexpr std::uint64_t kSurprise = 8;
+    return equalLines == 0 ? 1 : kSurprise + static_cast<std::uint64_t>(equalLines);
+}
+
 class MyersSearch {
 public:
-    MyersSearch(Candidates& oldLines, Candidates& newLines)
+    MyersSearch(Candidates& oldLines, Candidates& newLines, std::uint64_t mostEffort)
         : old_(oldLines),
           new_(newLines),
           a_(oldLines.classes()),
           b_(newLines.classes()),
           limit_(limitFor(a_.size() + b_.size() + 3)),
+          mostEffort_(mostEffort),
           forward_(limit_),
           backward_(limit_) {}
     void run();
@@ -258,7 +269,8 @@ private:
     const Classes a_;
     const Classes b_;
     const std::int32_t limit_;
-    std::uint64_t effort_ = 0;  // paths extended, and lines that they ran along
+    const std::uint64_t mostEffort_;
+    std::uint64_t effort_ = 0;
     Frontier forward_;
     Frontier backward_;
 };
@@ -338,7 +350,7 @@ bool MyersSearch::extendForward(const Box& box, bool mayMeet, Division& met) {
             ++x;
         }
         forward_[k] = x;
-        effort_ += static_cast<std::uint64_t>(x - begin + 1);
+        effort_ += costOf(x - begin);
         if (mayMeet && backward_.holds(k) && backward_[k] <= x) {
             met = {x, x - k, true, true};
             return true;
@@ -357,7 +369,7 @@ bool MyersSearch::extendBackward(const Box& box, bool mayMeet, Division& met) {
             --x;
         }
         backward_[k] = x;
-        effort_ += static_cast<std::uint64_t>(begin - x + 1);
+        effort_ += costOf(begin - x);
         if (mayMeet && forward_.holds(k) && x <= forward_[k]) {
             met = {x, x - k, true, true};
             return true;
@@ -393,15 +405,13 @@ Division MyersSearch::giveUp(const Box& box) {
     return fromEnd < most - (std::int64_t{box.left} + box.top) ? ahead : behind;
 }
 
-// Two long texts of the same few lines, shuffled, make every division a long one. After a second
-// or so a longer edit is the better answer.
+// Two long texts of the same few lines, shuffled, make every division a long one. After a while a
+// longer edit is the better answer: first one that is still sought with some care, then any.
 std::int32_t MyersSearch::limit() const {
-    constexpr std::uint64_t kMuch = 500'000'000;
-    constexpr std::uint64_t kTooMuch = 700'000'000;
-    if (effort_ > kTooMuch) {
-        return 16;
+    if (effort_ <= mostEffort_) {
+        return limit_;
     }
-    return effort_ > kMuch ? 256 : limit_;
+    return effort_ <= mostEffort_ + mostEffort_ / 4 ? 256 : 16;
 }
 
 // ---- Step 4
@@ -410,8 +420,9 @@ std::int32_t MyersSearch::limit() const {
 // stands behind the changed lines that follow what the line before end_ is matched with.
 class RunSlider {
 public:
-    RunSlider(const std::vector<std::uint32_t>& classes, Flags& own, const Flags& other)
-        : classes_(classes), own_(own), other_(other) {}
+    RunSlider(const std::vector<std::uint32_t>& classes, Flags& own, const Flags& other,
+              std::uint64_t mostEffort)
+        : classes_(classes), own_(own), other_(other), mostEffort_(mostEffort) {}
     void run();
 
 private:
@@ -426,16 +437,16 @@ private:
     void settle();
     // Runs that meet slide anew. In a long text that repeats itself they could do so for hours; a
     // run may stay anywhere on its way.
-    bool isTired() { return ++steps_ > kMostSteps; }
-    static constexpr std::uint64_t kMostSteps = 200'000'000;
+    bool isTired() { return ++effort_ > mostEffort_; }
 
     const std::vector<std::uint32_t>& classes_;
     Flags& own_;
     const Flags& other_;
+    const std::uint64_t mostEffort_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     std::size_t cursor_ = 0;
-    std::uint64_t steps_ = 0;
+    std::uint64_t effort_ = 0;  // lines passed on the way, of either side
 };
 
 void RunSlider::run() {
@@ -459,6 +470,7 @@ void RunSlider::run() {
 void RunSlider::skipOtherRun() {
     while (otherChangedAt(cursor_)) {
         ++cursor_;
+        ++effort_;
     }
 }
 
@@ -474,6 +486,7 @@ bool RunSlider::slideUp() {
     }
     while (facesRun()) {
         --cursor_;
+        ++effort_;
     }
     --cursor_;  // the counterpart of the line that the run has left
     return true;
@@ -524,17 +537,17 @@ std::vector<std::uint32_t> countsOf(const LineClasses::Side& side, std::size_t c
 
 }  // namespace
 
-LineChanges::LineChanges(const LineClasses& lines)
+LineChanges::LineChanges(const LineClasses& lines, std::uint64_t mostEffort)
     : deleted(lines.oldSide().lineCount()), inserted(lines.newSide().lineCount()) {
     const std::vector<std::uint32_t>& oldClasses = lines.oldSide().classes;
     const std::vector<std::uint32_t>& newClasses = lines.newSide().classes;
     {
         Candidates oldLines(oldClasses, countsOf(lines.newSide(), lines.classCount()), deleted);
         Candidates newLines(newClasses, countsOf(lines.oldSide(), lines.classCount()), inserted);
-        MyersSearch(oldLines, newLines).run();
+        MyersSearch(oldLines, newLines, mostEffort).run();
     }
-    RunSlider(oldClasses, deleted, inserted).run();
-    RunSlider(newClasses, inserted, deleted).run();
+    RunSlider(oldClasses, deleted, inserted, mostEffort).run();
+    RunSlider(newClasses, inserted, deleted, mostEffort).run();
 }
 
 std::vector<Hunk> hunksOf(const LineChanges& changes) {

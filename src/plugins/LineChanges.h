@@ -19,7 +19,11 @@ class LineClasses;  // plugins/LineClasses.h
 // The search is that of E. W. Myers, "An O(ND) Difference Algorithm and Its Variations",
 // Algorithmica 1 (1986), in its linear-space form.
 struct LineChanges {
-    explicit LineChanges(const LineClasses& lines);
+    // What the search, and then the placing of each side's runs, may cost before they make do with
+    // less, in comparisons of two line numbers: a second of a processor's time, roughly.
+    static constexpr std::uint64_t kMostEffort = 400'000'000;
+
+    explicit LineChanges(const LineClasses& lines, std::uint64_t mostEffort = kMostEffort);
 
     // One flag a line between the common ends: 1 for a line that is deleted or inserted.
     std::vector<std::uint8_t> deleted;

@@ -1,8 +1,8 @@
 #include "plugins/TextDiff.h"
 
+#include <stdexcept>
 #include <vector>
 
-#include "plugins/LineChanges.h"
 #include "plugins/LineClasses.h"
 #include "utils/ByteArray.h"
 #include "utils/Text.h"
@@ -19,7 +19,11 @@ constexpr std::string_view kUnfinished = "\n\\ No newline at end of file\n";
 class NormalForm {
 public:
     NormalForm(const LineClasses& lines, const std::vector<Hunk>& hunks) : lines_(lines) {
-        text_.reserve(sizeOf(hunks));
+        const std::size_t size = sizeOf(hunks);
+        if (size > DiffFilter::kMostText) {
+            throw std::length_error("diff");
+        }
+        text_.reserve(size);
         for (const Hunk& hunk : hunks) {
             write(hunk);
         }
@@ -29,12 +33,13 @@ public:
 private:
     using Side = LineClasses::Side;
 
-    // An upper bound: texts of the largest size grow by their marks, not by doubling.
+    // Known ahead: a long text must not grow by doubling.
     std::size_t sizeOf(const std::vector<Hunk>& hunks) const {
-        constexpr std::size_t kHeader = 4 * 10 + 8;
         std::size_t size = 2 * kUnfinished.size();
         for (const Hunk& hunk : hunks) {
-            size += kHeader + bytesOf(lines_.oldSide(), hunk.oldBegin, hunk.oldEnd) +
+            size += rangeOf(hunk.oldBegin, hunk.oldEnd).size() +
+                    rangeOf(hunk.newBegin, hunk.newEnd).size() + std::string_view("c\n").size() +
+                    kBetween.size() + bytesOf(lines_.oldSide(), hunk.oldBegin, hunk.oldEnd) +
                     bytesOf(lines_.newSide(), hunk.newBegin, hunk.newEnd);
         }
         return size;
@@ -50,9 +55,9 @@ private:
     void write(const Hunk& hunk) {
         const bool deletes = hunk.oldBegin != hunk.oldEnd;
         const bool inserts = hunk.newBegin != hunk.newEnd;
-        writeRange(hunk.oldBegin, hunk.oldEnd);
+        text_ += rangeOf(hunk.oldBegin, hunk.oldEnd);
         text_ += deletes && inserts ? 'c' : deletes ? 'd' : 'a';
-        writeRange(hunk.newBegin, hunk.newEnd);
+        text_ += rangeOf(hunk.newBegin, hunk.newEnd);
         text_ += '\n';
         writeLines(lines_.oldSide(), hunk.oldBegin, hunk.oldEnd, kOldMark);
         if (deletes && inserts) {
@@ -62,14 +67,14 @@ private:
     }
 
     // First and last line, counted from 1; of no lines the one they would stand behind.
-    void writeRange(std::size_t begin, std::size_t end) {
+    std::string rangeOf(std::size_t begin, std::size_t end) const {
         const std::size_t first = lines_.commonBefore() + begin + 1;
         const std::size_t last = lines_.commonBefore() + end;
+        std::string range;
         if (first < last) {
-            text_ += std::to_string(first);
-            text_ += ',';
+            range.append(std::to_string(first)).append(",");
         }
-        text_ += std::to_string(last);
+        return range.append(std::to_string(last));
     }
 
     void writeLines(const Side& side, std::size_t begin, std::size_t end, std::string_view mark) {
@@ -94,9 +99,10 @@ std::string_view textOf(const ByteArray& bytes) {
 
 }  // namespace
 
-std::string TextDiff::compare(std::string_view oldText, std::string_view newText) {
+std::string TextDiff::compare(std::string_view oldText, std::string_view newText,
+                              std::uint64_t mostEffort) {
     const LineClasses lines(oldText, newText);
-    return NormalForm(lines, hunksOf(LineChanges(lines))).take();
+    return NormalForm(lines, hunksOf(LineChanges(lines, mostEffort))).take();
 }
 
 std::wstring TextDiff::run(void*& /*state*/, const ByteArray& previous,

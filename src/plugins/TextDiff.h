@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "plugins/DiffFilter.h"
+#include "plugins/LineChanges.h"
 
 namespace lathwind {
 
@@ -16,8 +18,9 @@ public:
                      const ByteArray& current) const override;
     void release(void* state) const override;
 
-    // The same in bytes; empty for equal texts.
-    static std::string compare(std::string_view oldText, std::string_view newText);
+    // The same in bytes; empty for equal texts. `mostEffort` as in LineChanges.
+    static std::string compare(std::string_view oldText, std::string_view newText,
+                               std::uint64_t mostEffort = LineChanges::kMostEffort);
 };
 
 }  // namespace lathwind

@@ -119,6 +119,9 @@ public:
         if (current.GetLength() == 0) {
             throw std::bad_alloc();
         }
+        if (current.GetLength() > 10) {
+            throw std::length_error("echo");
+        }
         return widenAscii({reinterpret_cast<const char*>(current.GetData()),
                            static_cast<std::size_t>(current.GetLength())});
     }
@@ -136,6 +139,8 @@ TEST(FileDiff, ResultLosesEmptyLastLines) {
     const LogCapture log;
     EXPECT_EQ(state.diff({}, {}), L"");
     EXPECT_TRUE(log.hasDebug(L"Out of memory for a diff of type echo"));
+    EXPECT_EQ(state.diff({}, bytesOf("eleven bytes")), L"");
+    EXPECT_TRUE(log.hasDebug(L"A diff of type echo is too long"));
 }
 
 // The process stands in a folder of its own, as the agent stands in its binary folder.

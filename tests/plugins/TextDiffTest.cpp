@@ -175,6 +175,19 @@ TEST(TextDiff, ScriptTurnsTheOldTextIntoTheNewOne) {
     }
 }
 
+// Out of breath from the start, or on the way: a longer script perhaps, but a right one.
+TEST(TextDiff, ScriptIsRightWhenTheSearchGivesUp) {
+    RandomTexts texts(21);
+    for (int i = 0; i < 2000; ++i) {
+        const Pair pair = texts.next();
+        for (const std::uint64_t mostEffort : {0U, 40U, 400U}) {
+            const std::string script = TextDiff::compare(pair.before, pair.now, mostEffort);
+            ASSERT_EQ(NormalDiff::apply(pair.before, script), pair.now)
+                << pair.before << "\n=> " << pair.now << "\n: " << script;
+        }
+    }
+}
+
 #ifndef _WIN32  // where the `diff` program is a part of the system
 
 // One run over two folders: the script for each file is headed by a command line.
