@@ -19,6 +19,10 @@ namespace {
 
 // ---- What a run keeps
 
+// In bytes. A parse may take ten times the room of its file, for as long as that is watched: a
+// large one is rather made anew.
+constexpr std::int32_t kLongestKept = 1 << 20;
+
 struct Parsed {
     IniFile file;
     std::int32_t length = 0;
@@ -176,7 +180,9 @@ std::wstring IniDiff::run(void*& state, const ByteArray& previous, const ByteArr
     }
     std::unique_ptr<Parsed> now = parse(current);
     std::wstring text = compare(before->file, now->file);
-    state = now.release();
+    if (now->length <= kLongestKept) {
+        state = now.release();
+    }
     return text;
 }
 

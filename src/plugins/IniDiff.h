@@ -10,7 +10,8 @@ class IniFile;  // utils/IniFile.h
 
 // The "ini" filter: what has changed in an INI file, section by section and key by key
 // (docs/text-diff.md). Order, blank lines and comments do not matter to it. It keeps the parse of
-// the current file for the next run, which uses it if that run's previous contents are the same.
+// the current file, unless that is large, for the next run, which uses it if that run's previous
+// contents are the same.
 class IniDiff : public DiffFilter {
 public:
     std::wstring run(void*& state, const ByteArray& previous,

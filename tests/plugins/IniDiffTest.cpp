@@ -66,6 +66,11 @@ TEST(IniDiff, KeepsTheParse) {
               L"Modified Key:\n[a]\nk=4 (< 9)\n");
     EXPECT_EQ(filter.run(state, bytesOf("[a]\nk=4\n"), ByteArray()),
               L"Deleted Section:\n[a]\nDeleted Key:\n[a]\nk=4\n");
+    const std::string large = "[a]\n;" + std::string(1 << 20, '-');
+    EXPECT_EQ(filter.run(state, ByteArray(), bytesOf(large)), L"Added Section:\n[a]\n");
+    EXPECT_EQ(state, nullptr) << "not of a large file";
+    EXPECT_EQ(filter.run(state, bytesOf(large), bytesOf(large + "\n[b]")),
+              L"Added Section:\n[b]\n");
     filter.release(state);
     filter.release(nullptr);
 }
