@@ -203,7 +203,8 @@ public:
     }
     bool holds(std::int32_t diagonal) const { return diagonal >= first && diagonal <= last; }
     std::int32_t& operator[](std::int32_t diagonal) {
-        return ends_[static_cast<std::size_t>(diagonal + shift_)];
+        const std::int32_t index = diagonal + shift_;
+        return ends_[static_cast<std::size_t>(index)];
     }
 
     std::int32_t first = 0;
