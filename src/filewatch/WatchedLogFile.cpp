@@ -64,11 +64,13 @@ void WatchedLogFile::Assign(const WatchedEntity& other) {
 void WatchedLogFile::SetLogProperties(const LogFileProperties& logProperties,
                                       const std::wstring& path) {
     properties = logProperties;
-    encoding = FileIO::DetectEncoding(MapToRealPath(path));
-    if (encoding == L"ANSI") {
-        encoding = properties.GetEncoding();
-    }
+    encoding = FindEncoding(path);
     debugLog(ModuleId::FilewatchCollector, L"Reading Log %ls as %ls", path, encoding);
+}
+
+std::wstring WatchedLogFile::FindEncoding(const std::wstring& path) const {
+    const std::wstring marked = FileIO::DetectEncoding(MapToRealPath(path));
+    return marked == L"ANSI" ? properties.GetEncoding() : marked;
 }
 
 bool WatchedLogFile::IsServiceCsvLog(const std::wstring& path) {

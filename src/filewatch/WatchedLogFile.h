@@ -28,7 +28,8 @@ public:
     WatchedLogFile(const WatchedLogFile& other);
     WatchedLogFile& operator=(const WatchedLogFile& other);
 
-    // Takes the entry's settings. A byte-order mark of the file at `path` beats their encoding.
+    // Takes the entry's settings. A byte-order mark of the file at `path` beats their encoding, and
+    // does so again whenever the log is read from its start.
     void SetLogProperties(const LogFileProperties& logProperties, const std::wstring& path);
 
     // A log starts at its present end, or at its start with `clearSize`; a log of the prevention
@@ -67,6 +68,7 @@ private:
     };
     struct Pass;  // how much one reading has made so far
 
+    std::wstring FindEncoding(const std::wstring& path) const;
     void ReadPosition(std::istream& stream, bool hasEncoding);
     void ReadObjectOfFirstVersion(std::istream& stream);
     void CheckConsumedPart(bool digestIsMd5);
@@ -80,6 +82,7 @@ private:
     bool ReadLine(bool closeAfterRead);  // leaves the line with `reader`
 
     // WatchedLogFileEvents.cpp
+    void CheckEncoding();
     bool IsToBeRead(const WatchedEntity& saved) const;
     std::size_t ReadEvents(EventList& events, const WatchedEntity& saved,
                            const std::wstring& nameInEvents);

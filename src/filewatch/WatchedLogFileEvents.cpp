@@ -8,6 +8,7 @@
 #include "filewatch/LogLineFilter.h"
 #include "filewatch/WatchedLogFile.h"
 #include "utils/AgentInfo.h"
+#include "utils/Logging.h"
 #include "utils/Text.h"
 
 namespace lathwind {
@@ -72,11 +73,24 @@ std::size_t WatchedLogFile::CompareWithSaved(EventList& events, const WatchedEnt
         if (attributes->GetSize() < saved.GetAttributes().GetSize()) {
             offset = 0;
         }
+        if (offset == 0) {
+            CheckEncoding();
+        }
         count = ReadEvents(events, saved, nameInEvents);
     }
     file.reset();
     reader.reset();
     return count;
+}
+
+// A new log is noticed while it is still empty, and rotation may bring a file of another encoding:
+// what the entry's settings found then need not hold for what is there now.
+void WatchedLogFile::CheckEncoding() {
+    std::wstring found = FindEncoding(GetName());
+    if (found != encoding) {
+        encoding = std::move(found);
+        debugLog(ModuleId::FilewatchCollector, L"Reading Log %ls as %ls", GetName(), encoding);
+    }
 }
 
 bool WatchedLogFile::IsToBeRead(const WatchedEntity& saved) const {

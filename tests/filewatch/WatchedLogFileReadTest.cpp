@@ -115,6 +115,22 @@ TEST_F(WatchedLogFileReadTest, AMarkIsSkippedAndNothingElse) {
     }
 }
 
+TEST_F(WatchedLogFileReadTest, AMarkThatCameLaterCounts) {
+    write("");
+    follow(L"Delimiter=\\n");
+    EXPECT_EQ(log_->GetEncoding(), L"ANSI");
+    EXPECT_EQ(lines(), Texts());
+    write(
+        std::string_view("\xFF\xFE"
+                         "a\0\n\0b\0",
+                         8));
+    EXPECT_EQ(lines(), Texts{L"a"});
+    append(std::string_view("\n\0", 2));
+    EXPECT_EQ(lines(), Texts{L"b"}) << log_->GetOffset();
+    write("c\n");
+    EXPECT_EQ(lines(), Texts{L"c"}) << "its successor has none";
+}
+
 TEST_F(WatchedLogFileReadTest, AServiceLogIsReadFromItsStartAtAnyRate) {
     setEventFilePaths(folder_.path(L"Events.csv"), {});
     for (const auto& [name, isService] :
@@ -283,6 +299,7 @@ TEST_F(WatchedLogFileReadTest, InjectedRecords) {
     follow(L"InjectEvent=1\nSourceType=0");
     EXPECT_EQ(notify().size(), 1u);
     EXPECT_FALSE(folder_.exists("app.log")) << "all of it was taken";
+    EXPECT_EQ(log_->GetOffset(), 0u) << "for the next file of that name";
 }
 
 TEST_F(WatchedLogFileReadTest, ALineWithoutAnEndIsReadInPiecesAndAFewAtATime) {
