@@ -280,9 +280,13 @@ class SteadyFiles : public testing::FakeFiles {
 public:
     std::FILE* openStream(const std::wstring& path, const std::wstring& mode,
                           platform::Sharing sharing) override {
+        if (const auto object = objects.find(path); stampsReads && object != objects.end()) {
+            ++object->second.facts.accessTime;
+        }
         return opens ? real_.openStream(path, mode, sharing) : nullptr;
     }
     bool opens = true;
+    bool stampsReads = false;
 
 private:
     platform::Files& real_ = platform::files();
@@ -371,14 +375,34 @@ TEST_F(WatchedFileDigests, SinceTheLastRun) {
     EXPECT_EQ(live.GetLastAction(), static_cast<std::int32_t>(FileAction::Added));
 }
 
-TEST_F(WatchedFileDigests, LooksOfOurOwnAreNoAccess) {
+TEST_F(WatchedFileDigests, ReadsOfOurOwnAreNoAccess) {
     FakeDiff module;
-    module.isBinary = true;
     module.whenAsked = [this] { ++files_.objects[path()].facts.accessTime; };
-    params_ = {};
+    files_.stampsReads = true;
     params_.monitorAccessTime = true;
-    WatchedFile file = make();
-    EXPECT_EQ(modified(file), nullptr);
+    for (const int what : {0, 1, 2, 3}) {
+        params_.checksum = (what & 1) != 0;
+        module.isBinary = (what & 2) != 0;
+        rewrite("contents");
+        WatchedFile file = make();
+        EXPECT_EQ(modified(file), nullptr) << what;
+        rewrite("changed!!");
+        EXPECT_NE(modified(file), nullptr) << what;
+        EXPECT_EQ(modified(file), nullptr) << what;
+    }
+}
+
+// The next diff is to span what changed while nobody looked.
+TEST_F(WatchedFileDigests, AQuietStartKeepsTheContentsOfTheLastRun) {
+    const FakeDiff module;
+    params_ = {};
+    const WatchedFile saved = make();
+    rewrite("stnetnoc", 2);
+    WatchedFile live = make();
+    files_.objects[path()].facts.accessTime = 5;
+    EXPECT_EQ(sinceLastRun(live, saved), nullptr);
+    EXPECT_EQ(contentsOf(live), "contents");
+    EXPECT_TRUE(live.GetAttributes().Equals(make().GetAttributes())) << "the access is seen";
 }
 
 TEST_F(WatchedFileDigests, AFileThatGrowsUnderItsDiffIsNotRead) {
