@@ -7,7 +7,8 @@
 //               its writer still appends to a renamed log
 //   BelowOffset lines of a new file below the old offset, when the new file was as large as the
 //               snapshot of the old one at the first notification after the change; the digest of
-//               a restart tells the two apart, and then nothing is given up
+//               a restart tells the two apart, and then nothing is given up, unless it was itself
+//               taken of the new file
 //
 // A file that was rewritten to the very size it had is told by its time alone, whose resolution is
 // too coarse for a test: the writer here always appends a line then.
@@ -91,7 +92,8 @@ public:
             case 5:
             case 6:
             case 7:
-                appendLines(random_() % 16 == 0 ? 3 * kPassLimit : 1 + random_() % 5);
+                appendLines(random_() % 16 == 0 ? 3 * kPassLimit : 1 + random_() % 5,
+                            random_() % 3 == 0);
                 break;
             default:
                 notify();
@@ -137,7 +139,8 @@ private:
         firstOffset_.reset();
         appendBytes(std::string(random_() % 2 != 0 ? kind_.mark : std::string_view()));
     }
-    void appendLines(std::size_t count) {
+    // In two writes there is a reading between them, which may lie in a delimiter or a character.
+    void appendLines(std::size_t count, bool inTwoWrites = false) {
         std::string bytes;
         for (; count != 0; --count) {
             const std::wstring text =
@@ -147,9 +150,15 @@ private:
             bytes += encoded(text.substr(started_.size()) + end, isWide());
             started_.clear();
         }
+        const std::size_t cut = inTwoWrites ? random_() % bytes.size() : 0;
+        if (cut != 0 && content_.size() + cut != snapshot_) {
+            appendBytes(bytes.substr(0, cut));
+            notify();
+            bytes.erase(0, cut);
+        }
         appendBytes(bytes);
     }
-    // Half of a line, or of its delimiter.
+    // The beginning of a line.
     std::string partial() {
         const std::wstring text = L"start " + std::to_wstring(++number_) + L" ";
         started_ += text;
@@ -273,7 +282,7 @@ private:
         }
         keepSizesApart();
         const auto saved = WatchedEntity::ReadEntityOfVersion(state, kStateVersion);
-        if (!content_.starts_with(consumed) || content_.size() < offset_) {
+        if (content_.substr(0, offset_) != consumed || content_.size() < offset_) {
             offset_ = 0;
         }
         open();
@@ -321,7 +330,7 @@ TEST(WatchedLogFileModelTest, ReportsWhatTheModelSays) {
     std::wstring before;
     platform::files().currentDirectory(before);
     platform::files().setCurrentDirectory(narrow(folder.path(L"bin")));
-    for (unsigned seed = 1; seed <= 4; ++seed) {
+    for (unsigned seed = 1; seed <= 4 && !::testing::Test::HasFailure(); ++seed) {
         folder.write("system/LocalAgent.ini",
                      "[Event Management]\nFile Collector Events Limit=100\n[File Collector]\n"
                      "Close Log File After Read=" +
