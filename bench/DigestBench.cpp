@@ -2,16 +2,15 @@
 // the best of each side counts: a busy machine slows single runs, never speeds them up. The digests
 // are compared too; a difference makes the program fail.
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <string>
 #include <vector>
 
+#include "bench/Compare.h"
 #include "utils/Digests.h"
 #include "utils/Text.h"
 
@@ -38,13 +37,6 @@ bool makeFile() {
     return out.good();
 }
 
-template <class Action>
-double secondsOf(Action action) {
-    const auto start = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 // The digest that openssl printed: "SHA2-256(file)= <hex>".
 std::string opensslAnswer() {
     std::ifstream in(kAnswer);
@@ -58,15 +50,11 @@ bool compare(const std::string& algorithm, std::size_t bytes,
     const std::wstring path = lathwind::widenAscii(kFile);
     const std::string command = "openssl dgst -" + algorithm + " " + kFile + " > " + kAnswer;
     std::vector<std::uint8_t> digest(bytes);
-    double own = std::numeric_limits<double>::max();
-    double reference = own;
     bool done = true;
     hashFile(path, digest.data(), 0);  // brings the file into memory
-    for (int run = 0; run < kRuns; ++run) {
-        own = std::min(own, secondsOf([&] { done &= hashFile(path, digest.data(), 0); }));
-        reference =
-            std::min(reference, secondsOf([&] { done &= std::system(command.c_str()) == 0; }));
-    }
+    const auto [own, reference] = lathwind::bench::bestOf(
+        kRuns, [&] { done &= hashFile(path, digest.data(), 0); },
+        [&] { done &= std::system(command.c_str()) == 0; });
     std::wstring hex;
     lathwind::Md5ToHex(digest.data(), digest.size(), hex);
     if (!done || lathwind::narrow(hex) != opensslAnswer()) {

@@ -4,17 +4,15 @@
 // reader by itself, without events, is measured too. The file is warm, the runs alternate, and the
 // best of each side counts. The number of events must be the reference's count. At the end the peak
 // of memory after following a file, and after one four times its size.
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <limits>
 #include <string>
 
+#include "bench/Compare.h"
 #include "events/FileAction.h"
 #include "filewatch/FileAttributes.h"
 #include "filewatch/FileNotificationInfo.h"
@@ -55,13 +53,6 @@ bool makeFile(std::size_t megabytes) {
     }
     out.close();
     return out.good();
-}
-
-template <class Action>
-double secondsOf(Action action) {
-    const auto start = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 std::size_t referenceCount(const std::string& command) {
@@ -113,22 +104,18 @@ std::size_t followLog(const std::wstring& pattern) {
 
 bool compare(const char* what, const std::string& command,
              const std::function<std::size_t()>& own) {
-    double ownSeconds = std::numeric_limits<double>::max();
-    double reference = ownSeconds;
     std::size_t count = 0;
     std::size_t expected = referenceCount(command);  // brings the file into memory
-    for (int run = 0; run < kRuns; ++run) {
-        ownSeconds = std::min(ownSeconds, secondsOf([&] { count = own(); }));
-        reference = std::min(reference, secondsOf([&] { expected = referenceCount(command); }));
-    }
+    const bench::Best best = bench::bestOf(
+        kRuns, [&] { count = own(); }, [&] { expected = referenceCount(command); });
     if (count != expected || count == 0) {
         std::fprintf(stderr, "%s: %zu, but %s counts %zu\n", what, count, command.c_str(),
                      expected);
         return false;
     }
     std::printf("%s: %.0f MB/s, %s: %.0f MB/s, ratio %.2f (%zu lines)\n", what,
-                kMegabytes / ownSeconds, command.c_str(), kMegabytes / reference,
-                reference / ownSeconds, count);
+                kMegabytes / best.own, command.c_str(), kMegabytes / best.reference,
+                best.reference / best.own, count);
     return true;
 }
 

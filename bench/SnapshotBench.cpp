@@ -6,17 +6,15 @@
 //
 // A file with an extended attribute takes three calls to the system that each look up its path
 // (status, names, value), one without takes two: that is the floor of the ratios.
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <memory>
 #include <string>
 #include <system_error>
 
+#include "bench/Compare.h"
 #include "filewatch/FileAttributes.h"
 #include "filewatch/FileNotificationInfo.h"
 #include "filewatch/WatchedFile.h"
@@ -29,38 +27,28 @@ namespace {
 namespace fs = std::filesystem;
 using lathwind::FileAttributes;
 using lathwind::WinFileAttributes;
+using lathwind::bench::Best;
 
 constexpr int kTurns = 300;
 constexpr int kRounds = 1000;  // of one turn
 
-struct Pair {
-    double own = std::numeric_limits<double>::max();  // seconds of one round
-    double reference = std::numeric_limits<double>::max();
-};
-
 template <class Action>
-double secondsOf(Action action) {
-    const auto start = std::chrono::steady_clock::now();
-    for (int round = 0; round < kRounds; ++round) {
-        action();
-    }
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() /
-           kRounds;
+auto rounds(Action action) {
+    return [action] {
+        for (int round = 0; round < kRounds; ++round) {
+            action();
+        }
+    };
 }
 
 template <class Own, class Reference>
-Pair measure(Own own, Reference reference) {
-    Pair best;
-    for (int turn = 0; turn < kTurns; ++turn) {
-        best.own = std::min(best.own, secondsOf(own));
-        best.reference = std::min(best.reference, secondsOf(reference));
-    }
-    return best;
+Best measure(Own own, Reference reference) {
+    return lathwind::bench::bestOf(kTurns, rounds(own), rounds(reference));
 }
 
-void print(const char* what, const char* reference, const Pair& pair) {
-    std::printf("%s: %.0f/s, %s: %.0f/s, ratio of cost %.2f\n", what, 1 / pair.own, reference,
-                1 / pair.reference, pair.own / pair.reference);
+void print(const char* what, const char* reference, const Best& best) {
+    std::printf("%s: %.0f/s, %s: %.0f/s, ratio of cost %.2f\n", what, kRounds / best.own, reference,
+                kRounds / best.reference, best.own / best.reference);
 }
 
 // Python is there for other benchmarks, and its standard library has the call.

@@ -6,7 +6,6 @@
 // Then the texts that a search for the shortest script would be lost in: what counts there is that
 // it ends.
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -14,11 +13,11 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/Compare.h"
 #include "plugins/TextDiff.h"
 #include "utils/ByteArray.h"
 #include "utils/FileIO.h"
@@ -29,6 +28,7 @@ namespace {
 using lathwind::ByteArray;
 using lathwind::FileIO;
 using lathwind::TextDiff;
+namespace bench = lathwind::bench;
 
 constexpr std::size_t kFileBytes = 10240 * 1024;
 constexpr int kRuns = 9;
@@ -59,13 +59,6 @@ Lines makeLines(const std::function<std::string(std::size_t)>& line) {
         }
         lines.push_back(std::move(next));
     }
-}
-
-template <class Action>
-double secondsOf(Action action) {
-    const auto start = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 std::wstring ownScript() {
@@ -99,14 +92,10 @@ bool compareWithProgram() {
     if (!write(kOld, before) || !write(kNew, now)) {
         return false;
     }
-    double own = std::numeric_limits<double>::max();
-    double reference = own;
     bool done = true;
     std::wstring script;
-    for (int run = 0; run < kRuns; ++run) {
-        reference = std::min(reference, secondsOf([&] { done &= runProgram(); }));
-        own = std::min(own, secondsOf([&] { script = ownScript(); }));
-    }
+    const auto [own, reference] = bench::bestOf(
+        kRuns, [&] { script = ownScript(); }, [&] { done &= runProgram(); });
     if (!done || script != programsScript()) {
         std::fprintf(stderr, "no script, or another one than the program's\n");
         return false;
@@ -122,7 +111,7 @@ bool timeAlone(const char* name, const Lines& before, const Lines& now) {
         return false;
     }
     std::wstring script;
-    const double seconds = secondsOf([&] { script = ownScript(); });
+    const double seconds = bench::secondsOf([&] { script = ownScript(); });
     std::printf("%s, %zu lines: %.1f s\n", name, before.size(), seconds);
     return !script.empty();
 }
