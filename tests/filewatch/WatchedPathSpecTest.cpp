@@ -32,5 +32,33 @@ TEST(WatchedPathSpec, SplittingTable) {
     }
 }
 
+TEST(WatchedPathSpec, MatchingTable) {
+    struct Row {
+        const wchar_t* entry;
+        std::int32_t level;
+        const wchar_t* path;
+        bool matches;
+    } rows[] = {
+        {L"c:\\a\\*.txt", 1, L"c:\\a\\x.txt", true},
+        {L"c:\\a\\*.txt", 1, L"c:\\a\\x.TXT", false},  // callers fold both
+        {L"c:\\a\\*.txt", 1, L"c:\\a\\b\\x.txt", false},
+        {L"c:\\a\\*.txt", 2, L"c:\\a\\b\\x.txt", true},
+        {L"c:\\a\\*.txt", 2, L"c:\\a\\b\\c\\x.txt", false},
+        {L"c:\\a\\*.txt", 9, L"c:\\ab\\x.txt", false},
+        {L"c:\\a\\*.txt", 9, L"c:\\x.txt", false},
+        {L"c:\\a\\*", 0, L"c:\\a\\x", false},
+        {L"c:\\a\\*", 1, L"c:\\a\\", true},  // "*" matches an empty name
+        {L"*.txt", 3, L"x.txt", true},
+    };
+    for (const Row& row : rows) {
+        const WatchedPathSpec spec(row.entry, row.level, false);
+        EXPECT_EQ(spec.Matches(row.path), row.matches) << row.entry << " " << row.path;
+    }
+    const WatchedPathSpec spec(L"c:\\a\\*.txt", 2, false);
+    EXPECT_TRUE(spec.MatchesAtLevel(L"c:\\elsewhere\\x.TXT", 2, false));
+    EXPECT_FALSE(spec.MatchesAtLevel(L"c:\\a\\x.txt", 3, false));
+    EXPECT_FALSE(spec.MatchesAtLevel(L"c:\\a\\x.TXT", 1, true));
+}
+
 }  // namespace
 }  // namespace lathwind
