@@ -15,6 +15,7 @@ struct FakeVolume {
     std::wstring device;         // empty: none is told
     std::wstring universalName;  // empty: none is told
     std::vector<std::wstring> mountPoints;
+    platform::VolumeSpace space;
     int touches = 0;  // questions that make the drive spin
 };
 
@@ -56,6 +57,14 @@ public:
     ErrorCode volumePath(const std::wstring& path, std::wstring& root) override {
         root = path.substr(0, 3);
         return volumes.contains(root) ? platform::error::Success : platform::error::PathNotFound;
+    }
+    ErrorCode space(const std::wstring& path, platform::VolumeSpace& space) override {
+        const auto volume = volumes.find(path.substr(0, 3));
+        if (volume == volumes.end()) {
+            return platform::error::PathNotFound;
+        }
+        space = volume->second.space;
+        return platform::error::Success;
     }
 };
 

@@ -28,6 +28,12 @@ struct VolumeInformation {
     std::uint32_t flags = 0;
 };
 
+// Bytes.
+struct VolumeSpace {
+    std::uint64_t total = 0;
+    std::uint64_t free = 0;  // for an ordinary user, where the system tells that apart
+};
+
 class Volumes {
 public:
     virtual ~Volumes() = default;
@@ -43,6 +49,8 @@ public:
     virtual ErrorCode universalName(const std::wstring& path, std::wstring& name) = 0;
     // The root of the volume that holds `path`.
     virtual ErrorCode volumePath(const std::wstring& path, std::wstring& root) = 0;
+    // The space of the volume that holds `path`, a file or a folder that exists.
+    virtual ErrorCode space(const std::wstring& path, VolumeSpace& space) = 0;
 };
 
 }  // namespace lathwind::platform

@@ -1,11 +1,14 @@
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include "utils/Format.h"
 #include "utils/Text.h"
+#include "utils/posix/Errno.h"
 #include "utils/posix/MountTable.h"
 #include "utils/posix/PathResolver.h"
 #include "utils/posix/Services.h"
@@ -263,6 +266,22 @@ public:
         const std::wstring point = posix::drives().toWide(mount->point);
         const bool sameDrive = point.size() > 3 && point.starts_with(drivePath.substr(0, 3));
         root = sameDrive ? withBackslash(point) : drivePath.substr(0, 3);
+        return error::Success;
+    }
+
+    ErrorCode space(const std::wstring& path, platform::VolumeSpace& space) override {
+        std::string bytes;
+        const ErrorCode code = PathResolver::ofProcess().toBytes(path, bytes);
+        if (code != error::Success) {
+            return code;
+        }
+        PathResolver::ofProcess().resolve(bytes);
+        struct ::statvfs facts = {};
+        if (::statvfs(bytes.c_str(), &facts) != 0) {
+            return errorFromErrno(errno);
+        }
+        space = {std::uint64_t{facts.f_blocks} * facts.f_frsize,
+                 std::uint64_t{facts.f_bavail} * facts.f_frsize};
         return error::Success;
     }
 };

@@ -119,6 +119,23 @@ public:
         return deliver(code, buffer, root);
     }
 
+    // The system takes folders only.
+    ErrorCode space(const std::wstring& path, platform::VolumeSpace& space) override {
+        std::wstring root;
+        const ErrorCode code = volumePath(path, root);
+        if (code != ERROR_SUCCESS) {
+            return code;
+        }
+        const NoMediaDialog quiet;
+        ULARGE_INTEGER free = {};
+        ULARGE_INTEGER total = {};
+        const DWORD result = resultOf(::GetDiskFreeSpaceExW(root.c_str(), &free, &total, nullptr));
+        if (result == ERROR_SUCCESS) {
+            space = {total.QuadPart, free.QuadPart};
+        }
+        return result;
+    }
+
 private:
     static ErrorCode deliver(DWORD code, const wchar_t* text, std::wstring& target) {
         if (code == ERROR_SUCCESS) {

@@ -97,6 +97,10 @@ TEST(VolumesContract, TheTemporaryFolderIsOnADrive) {
     EXPECT_TRUE(equalsNoCase(volume.substr(0, 3), root)) << narrow(volume);
     EXPECT_EQ(volume.back(), L'\\');
     EXPECT_TRUE(toLower(folder.path()).starts_with(toLower(volume)));
+    platform::VolumeSpace space;
+    ASSERT_EQ(platform::volumes().space(folder.path(), space), error::Success);
+    EXPECT_GT(space.free, 0u);
+    EXPECT_GT(space.total, space.free);
 }
 
 TEST(VolumesContract, AnAbsentDrive) {
