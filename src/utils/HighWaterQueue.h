@@ -107,6 +107,11 @@ protected:
         return first;
     }
 
+    // Removes every element equal to `element`. They do not count as dropped.
+    void eraseEqual(const T& element) {
+        state_.count -= static_cast<std::uint32_t>(std::erase(elements_, element));
+    }
+
     const T& first() const { return elements_.front(); }
     bool hasNone() const noexcept { return state_.count == 0; }
     std::uint32_t countOfElements() const noexcept { return state_.count; }

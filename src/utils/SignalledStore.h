@@ -58,6 +58,15 @@ public:
         return first;
     }
 
+    // Forgets every element equal to `element`, for an owner whose element is about to go.
+    void remove(const T& element) {
+        ScopedLock guard(this->lock());
+        this->eraseEqual(element);
+        if (this->hasNone() && accepting_ != 0) {
+            event_->reset();
+        }
+    }
+
     // Tells the consumer to leave. Elements still queued stay where they are.
     void terminate() {
         ScopedLock guard(this->lock());

@@ -1,0 +1,86 @@
+#include "actions/ActionThread.h"
+
+#include "actions/Action.h"
+#include "utils/Logging.h"
+#include "utils/platform/PlatformFactory.h"
+
+namespace lathwind {
+namespace {
+
+constexpr int kPiecesPerTurn = 10;
+
+}  // namespace
+
+ActionThread::ActionThread() : lock_(platformFactory.createLock()) {}
+
+ActionThread::~ActionThread() {
+    stop();
+}
+
+ActionThread& ActionThread::instance() {
+    // Never destroyed: actions with static lifetime take themselves out of it.
+    static ActionThread* const thread = std::make_unique<ActionThread>().release();
+    return *thread;
+}
+
+void ActionThread::start() {
+    const ScopedLock guard(*lock_);
+    if (thread_ != nullptr || isStopped_) {
+        return;
+    }
+    thread_ = platformFactory.createThread(*this);
+    thread_->start(L"ActionThread");
+}
+
+void ActionThread::stop() {
+    store_.terminate();
+    if (thread_ != nullptr) {
+        thread_->wait();
+        thread_.reset();
+    }
+    {
+        const ScopedLock guard(*lock_);
+        isStopped_ = true;
+    }
+    flush();
+}
+
+void ActionThread::flush() {
+    const ScopedLock guard(*lock_);
+    while (!store_.empty()) {
+        doOne();
+    }
+}
+
+PushResult ActionThread::enqueue(Action& action) {
+    const ScopedLock guard(*lock_);
+    return store_.pushChecked(&action);
+}
+
+void ActionThread::remove(Action& action) {
+    const ScopedLock guard(*lock_);
+    store_.remove(&action);
+}
+
+void ActionThread::run() {
+    debugLog(ModuleId::ProcessEvent, L"ActionThread Successfully started");
+    while (step(kWaitForever)) {
+    }
+}
+
+bool ActionThread::step(std::int32_t milliseconds) {
+    if (store_.event().wait(milliseconds, false) == WaitResult::Failed || !store_.accepting()) {
+        return false;
+    }
+    const ScopedLock guard(*lock_);
+    for (int pieces = 0; pieces < kPiecesPerTurn && !store_.empty(); ++pieces) {
+        doOne();
+    }
+    return true;
+}
+
+void ActionThread::doOne() {
+    store_.popFront()->process();
+}
+
+}  // namespace lathwind
