@@ -3,8 +3,8 @@
 
 #include "plugins/FileDiff.h"
 #include "plugins/FileDiffState.h"
+#include "support/BinaryFolder.h"
 #include "support/LogCapture.h"
-#include "support/TempDir.h"
 #include "utils/Text.h"
 #include "utils/platform/PlatformFactory.h"
 
@@ -143,22 +143,15 @@ TEST(FileDiff, ResultLosesEmptyLastLines) {
     EXPECT_TRUE(log.hasDebug(L"A diff of type echo is too long"));
 }
 
-// The process stands in a folder of its own, as the agent stands in its binary folder.
 class FileDiffPlugins : public ::testing::Test {
 protected:
-    FileDiffPlugins() {
-        platform::files().currentDirectory(previous_);
-        platform::files().setCurrentDirectory(folder.native().string());
-    }
-    ~FileDiffPlugins() override { platform::files().setCurrentDirectory(narrow(previous_)); }
-
     static std::string fileName(const std::string& type) {
         return "filediff_" + type + narrow(platform::libraries().suffix());
     }
     static std::wstring library(const std::string& type) { return widenAscii(fileName(type)); }
     void install(const std::string& from, const std::string& type) {
         std::filesystem::copy_file(std::filesystem::path(from) / fileName(type),
-                                   folder.native(fileName(type)));
+                                   installation.root.native("bin/" + fileName(type)));
     }
     // Why a rule of that type is refused.
     std::vector<std::wstring> linesOf(const std::wstring& type) {
@@ -174,10 +167,7 @@ protected:
         return log.takeDebug();
     }
 
-    TempDir folder;
-
-private:
-    std::wstring previous_;
+    const testing::BinaryFolder installation;
 };
 
 TEST_F(FileDiffPlugins, SampleIsLoadedRunAndFreed) {
@@ -209,7 +199,7 @@ TEST_F(FileDiffPlugins, SampleIsLoadedRunAndFreed) {
 TEST_F(FileDiffPlugins, WhatIsRefused) {
     install(LATHWIND_BROKEN_PLUGINS, "other");
     install(LATHWIND_BROKEN_PLUGINS, "nofree");
-    folder.write(fileName("text"), "no library");
+    installation.root.write("bin/" + fileName("text"), "no library");
     const auto refused = [](const wchar_t* text, const std::wstring& name) {
         return std::vector<std::wstring>{format(text, name)};
     };

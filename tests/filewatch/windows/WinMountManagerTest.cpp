@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "filewatch/windows/WinMountManager.h"
+#include "support/BinaryFolder.h"
 #include "support/FakeVolumes.h"
 #include "support/LogCapture.h"
 #include "support/ServiceOverride.h"
-#include "support/TempDir.h"
 
 namespace lathwind {
 namespace {
@@ -133,21 +133,15 @@ TEST_F(WinMountManagerTest, TheSettingIsAskedAtEachRefresh) {
     volumes.roots = {L"A:\\"};
     FakeVolume& floppy = volumes.volumes[L"a:\\"];
     floppy.device = L"\\Device\\Floppy0";
-    const testing::TempDir root;
-    root.makeFolder("bin");
-    std::wstring before;
-    ASSERT_EQ(platform::files().currentDirectory(before), platform::error::Success);
-    ASSERT_EQ(platform::files().setCurrentDirectory(narrow(root.path(L"bin"))),
-              platform::error::Success);
+    const testing::BinaryFolder installation;
 
     WinMountManager manager;
     manager.RefreshMounts();
     EXPECT_EQ(floppy.touches, 0);  // on, where nothing is said
-    root.write("system/LocalAgent.ini", "[File Collector]\nDisable Floppy Polling=0\n");
+    installation.root.write("system/LocalAgent.ini",
+                            "[File Collector]\nDisable Floppy Polling=0\n");
     manager.RefreshMounts();
     EXPECT_GT(floppy.touches, 0);
-
-    EXPECT_EQ(platform::files().setCurrentDirectory(narrow(before)), platform::error::Success);
 }
 
 TEST_F(WinMountManagerTest, VolumeQuestions) {
