@@ -15,10 +15,12 @@ inline constexpr std::uint32_t Registry = 2;
 inline constexpr std::uint32_t File = 4;  // everything that is based on file watching
 inline constexpr std::uint32_t Audit = 8;
 inline constexpr std::uint32_t IpsDriver = 512;
+inline constexpr std::uint32_t Plugin = 1024;
 }  // namespace collectorBit
 
-// 1 and 2: the collector has finished starting, either way. 3: it has not.
+// 1 and 2: the collector has finished starting, either way. 0 and 3: it has not.
 namespace collectorState {
+inline constexpr std::uint32_t Starting = 0;
 inline constexpr std::uint32_t Started = 1;
 inline constexpr std::uint32_t Failed = 2;
 inline constexpr std::uint32_t NotStarted = 3;
