@@ -1,0 +1,72 @@
+#include "filewatch/windows/WinFIMWatcher.h"
+
+#include "filewatch/IPSFilterInterface.h"
+#include "utils/FileIO.h"
+#include "utils/Logging.h"
+#include "utils/Text.h"
+#include "utils/platform/PlatformFactory.h"
+
+namespace lathwind {
+namespace {
+
+constexpr auto kModule = ModuleId::FilewatchCollector;
+constexpr std::int32_t kSuccess = 0;
+
+}  // namespace
+
+WinFIMWatcher::WinFIMWatcher() : lock_(platformFactory.createLock()) {}
+
+bool WinFIMWatcher::AddFileToWatch(const std::wstring& path, std::int32_t recursionLevel,
+                                   bool monitorAccessTime) {
+    if (filter_ == nullptr || FileIO::IsUncPath(path)) {
+        return false;
+    }
+    Watched entry{path, recursionLevel, monitorAccessTime};
+    {
+        const ScopedLock guard(*lock_);
+        if (watched_.contains(entry)) {
+            debugLog(kModule, L"REALTIME FileWatch AddFileToWatch: %ls already being watched",
+                     path);
+            return false;
+        }
+    }
+    try {
+        const std::int32_t result =
+            filter_->addPath(narrow(path).c_str(), recursionLevel, monitorAccessTime ? 1 : 0, 0);
+        if (result != kSuccess) {
+            debugLog(kModule, L"REALTIME FileWatch AddFileToWatch FAILED: %ls %d", path, result);
+            return false;
+        }
+    } catch (...) {  // whatever the library throws
+        debugLog(kModule, L"Exception caught. Failed to AddFileToWatch");
+        return false;
+    }
+    debugLog(kModule, L"REALTIME FileWatch AddFileToWatch: %ls %d", path, recursionLevel);
+    const ScopedLock guard(*lock_);
+    watched_.insert(std::move(entry));
+    return true;
+}
+
+bool WinFIMWatcher::RemoveFileToWatch(const std::wstring& path, std::int32_t recursionLevel,
+                                      bool monitorAccessTime) {
+    if (filter_ == nullptr) {
+        return false;
+    }
+    try {
+        const std::int32_t result =
+            filter_->removePath(narrow(path).c_str(), recursionLevel, monitorAccessTime ? 1 : 0, 0);
+        if (result != kSuccess) {
+            debugLog(kModule, L"REALTIME FileWatch RemoveFileToWatch FAILED: %ls %d", path, result);
+            return false;
+        }
+    } catch (...) {
+        debugLog(kModule, L"Exception caught. Failed to RemoveFileToWatch");
+        return false;
+    }
+    debugLog(kModule, L"REALTIME FileWatch RemoveFileToWatch: %ls %d", path, recursionLevel);
+    const ScopedLock guard(*lock_);
+    watched_.erase({path, recursionLevel, monitorAccessTime});
+    return true;
+}
+
+}  // namespace lathwind

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "utils/platform/Threading.h"
+
+namespace lathwind {
+
+class IPSFilterInterface;  // filewatch/IPSFilterInterface.h
+
+// Tells the real-time filter which paths to watch. Without a filter, and for what the filter does
+// not take, the answer is false and the path goes to polling.
+//
+// Called by the threads that change what is watched. The lock guards the set alone: the library is
+// called without it.
+class WinFIMWatcher {
+public:
+    WinFIMWatcher();
+
+    // Not owned; null until the filter has started. Set while nobody else calls.
+    void SetInterface(IPSFilterInterface* filter) noexcept { filter_ = filter; }
+    bool IsActive() const noexcept { return filter_ != nullptr; }
+
+    // False for a path of a network, one that is watched already with the same level and flag, and
+    // one that the filter refuses.
+    bool AddFileToWatch(const std::wstring& path, std::int32_t recursionLevel,
+                        bool monitorAccessTime);
+    bool RemoveFileToWatch(const std::wstring& path, std::int32_t recursionLevel,
+                           bool monitorAccessTime);
+
+private:
+    struct Watched {
+        std::wstring path;
+        std::int32_t recursionLevel;
+        bool monitorAccessTime;
+        friend auto operator<=>(const Watched&, const Watched&) = default;
+    };
+
+    IPSFilterInterface* filter_ = nullptr;
+    const std::unique_ptr<Lock> lock_;
+    std::set<Watched> watched_ GUARDED_BY(*lock_);
+};
+
+}  // namespace lathwind

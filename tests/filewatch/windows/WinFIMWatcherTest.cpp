@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "filewatch/IPSFilterInterface.h"
+#include "filewatch/windows/WinFIMWatcher.h"
+#include "support/LogCapture.h"
+
+namespace lathwind {
+namespace {
+
+using testing::LogCapture;
+
+class FakeFilter final : public IPSFilterInterface {
+public:
+    std::int32_t start(IPSFilterCallback) override { return 0; }
+    std::int32_t stop() override { return 0; }
+    std::int32_t reserved() override { return 0; }
+    std::int32_t isPathMonitored(const wchar_t*) override { return 0; }
+    std::int32_t addPath(const char* path, std::int32_t level, std::int32_t access,
+                         std::int32_t zero) override {
+        return note("add", path, level, access, zero);
+    }
+    std::int32_t removePath(const char* path, std::int32_t level, std::int32_t access,
+                            std::int32_t zero) override {
+        return note("remove", path, level, access, zero);
+    }
+
+    std::vector<std::string> calls;
+    std::int32_t result = 0;
+    bool throws = false;
+
+private:
+    std::int32_t note(const char* what, const char* path, std::int32_t level, std::int32_t access,
+                      std::int32_t zero) {
+        calls.push_back(std::string(what) + " " + path + " " + std::to_string(level) +
+                        std::to_string(access) + std::to_string(zero));
+        if (throws) {
+            throw std::runtime_error("filter");
+        }
+        return result;
+    }
+};
+
+TEST(WinFIMWatcherTest, AddsAndRemoves) {
+    LogCapture log;
+    FakeFilter filter;
+    WinFIMWatcher watcher;
+    EXPECT_FALSE(watcher.AddFileToWatch(L"c:\\a\\*", 2, true)) << "no filter yet";
+    EXPECT_FALSE(watcher.RemoveFileToWatch(L"c:\\a\\*", 2, true));
+    watcher.SetInterface(&filter);
+    EXPECT_FALSE(watcher.AddFileToWatch(L"\\\\server\\share\\*", 1, false));
+    EXPECT_TRUE(filter.calls.empty());
+
+    EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\a\\*", 2, true));
+    EXPECT_FALSE(watcher.AddFileToWatch(L"c:\\a\\*", 2, true));
+    EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\a\\*", 3, true));  // another spec
+    EXPECT_TRUE(watcher.RemoveFileToWatch(L"c:\\a\\*", 2, true));
+    EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\a\\*", 2, true));
+    EXPECT_EQ(filter.calls, (std::vector<std::string>{"add c:\\a\\* 210", "add c:\\a\\* 310",
+                                                      "remove c:\\a\\* 210", "add c:\\a\\* 210"}));
+    EXPECT_EQ(log.debugLines,
+              (std::vector<std::wstring>{
+                  L"REALTIME FileWatch AddFileToWatch: c:\\a\\* 2",
+                  L"REALTIME FileWatch AddFileToWatch: c:\\a\\* already being watched",
+                  L"REALTIME FileWatch AddFileToWatch: c:\\a\\* 3",
+                  L"REALTIME FileWatch RemoveFileToWatch: c:\\a\\* 2",
+                  L"REALTIME FileWatch AddFileToWatch: c:\\a\\* 2"}));
+}
+
+TEST(WinFIMWatcherTest, SurvivesTheLibrary) {
+    LogCapture log;
+    FakeFilter filter;
+    WinFIMWatcher watcher;
+    watcher.SetInterface(&filter);
+    EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\kept", 1, false));
+    log.takeDebug();
+    filter.result = 5;
+    EXPECT_FALSE(watcher.AddFileToWatch(L"c:\\x", 1, false));
+    EXPECT_FALSE(watcher.RemoveFileToWatch(L"c:\\kept", 1, false));
+    filter.throws = true;
+    EXPECT_FALSE(watcher.AddFileToWatch(L"c:\\x", 1, false));
+    EXPECT_FALSE(watcher.RemoveFileToWatch(L"c:\\kept", 1, false));
+    EXPECT_EQ(log.takeDebug(),
+              (std::vector<std::wstring>{L"REALTIME FileWatch AddFileToWatch FAILED: c:\\x 5",
+                                         L"REALTIME FileWatch RemoveFileToWatch FAILED: c:\\kept 5",
+                                         L"Exception caught. Failed to AddFileToWatch",
+                                         L"Exception caught. Failed to RemoveFileToWatch"}));
+    filter.throws = false;
+    filter.result = 0;
+    EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\x", 1, false)) << "a refused path may come again";
+    EXPECT_FALSE(watcher.AddFileToWatch(L"c:\\kept", 1, false)) << "and what stayed is there";
+}
+
+}  // namespace
+}  // namespace lathwind
