@@ -1,5 +1,7 @@
 #include "actions/ActionThread.h"
 
+#include <utility>
+
 #include "actions/Action.h"
 #include "utils/Logging.h"
 #include "utils/platform/PlatformFactory.h"
@@ -11,7 +13,11 @@ constexpr int kPiecesPerTurn = 10;
 
 }  // namespace
 
-ActionThread::ActionThread() : lock_(platformFactory.createLock()) {}
+// The actions' own queues are the bounds: a pointer that was refused would leave its piece of work
+// behind.
+ActionThread::ActionThread() : lock_(platformFactory.createLock()) {
+    store_.setLimit(SignalledStore<Action*>::kMaxElements);
+}
 
 ActionThread::~ActionThread() {
     stop();
@@ -33,16 +39,22 @@ void ActionThread::start() {
 }
 
 void ActionThread::stop() {
-    store_.terminate();
-    if (thread_ != nullptr) {
-        thread_->wait();
-        thread_.reset();
-    }
+    std::unique_ptr<Thread> thread;
     {
         const ScopedLock guard(*lock_);
         isStopped_ = true;
+        thread = std::move(thread_);
+    }
+    store_.terminate();
+    if (thread != nullptr) {
+        thread->wait();  // without the lock, which its last turn takes
     }
     flush();
+}
+
+bool ActionThread::isStarted() const {
+    const ScopedLock guard(*lock_);
+    return thread_ != nullptr;
 }
 
 void ActionThread::flush() {

@@ -14,7 +14,7 @@ class Action;  // actions/Action.h
 // The thread that finishes what actions have begun. Its queue holds one pointer for each piece of
 // work, so that an action stands in it as often as it has pieces; they are done in order.
 //
-// start and stop are called by the owner's thread, the other operations by any.
+// Any thread may call the operations.
 class ActionThread : public Runnable {
 public:
     ActionThread();
@@ -28,9 +28,10 @@ public:
     // Starts the thread, once: a thread that was stopped stays so.
     void start();
     // Ends the thread, then does on the calling thread what is left in the queue, so that no event
-    // that was taken is lost. Nothing is accepted from then on.
+    // that was taken is lost. Nothing is accepted from then on: stop the threads that have events
+    // first.
     void stop();
-    bool isStarted() const noexcept { return thread_ != nullptr; }
+    bool isStarted() const;
 
     // The result of the checked push.
     PushResult enqueue(Action& action);
@@ -51,8 +52,8 @@ private:
 
     const std::unique_ptr<Lock> lock_;  // held while work is done
     SignalledStore<Action*> store_;
-    std::unique_ptr<Thread> thread_;
-    bool isStopped_ = false;
+    std::unique_ptr<Thread> thread_ GUARDED_BY(*lock_);
+    bool isStopped_ GUARDED_BY(*lock_) = false;
 };
 
 }  // namespace lathwind

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "actions/ActionThread.h"
 #include "actions/RecordToEventViewerAction.h"
 
 namespace lathwind {
@@ -29,6 +30,11 @@ bool DirectEventRecorder::Record(std::unique_ptr<IDSEvent>& event) {
     if (!record.fields.empty() && record.fields.front() != kReport &&
         record.fields.size() > kStateLetters) {
         record.fields[kStateLetters] = systemStateText(event->GetSystemState());
+    }
+    // A whole log comes at once, and goes when it has been read: better to wait for the writer than
+    // to lose what does not fit.
+    if (action_->isFull()) {
+        ActionThread::instance().flush();
     }
     const bool isOfService = (event->GetSystemState() & kServiceState) != 0;
     action_->enqueue(std::move(record), isOfService ? RuleSet::Service : RuleSet::Agent);

@@ -36,7 +36,9 @@ std::int64_t DiskThreshold::currentTime() {
 }
 
 bool DiskThreshold::isDue(std::int64_t now) const {
-    return (interval_ != 0 && now - lastCheck_ >= interval_) || (count_ != 0 && events_ >= count_);
+    // A clock that was set back must not keep the state frozen.
+    return (interval_ != 0 && (now < lastCheck_ || now - lastCheck_ >= interval_)) ||
+           (count_ != 0 && events_ >= count_);
 }
 
 bool DiskThreshold::check(bool force) {

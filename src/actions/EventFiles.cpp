@@ -1,5 +1,8 @@
 #include "actions/EventFiles.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "actions/EventFilePaths.h"
 #include "utils/AgentInfo.h"
 #include "utils/CsvField.h"
@@ -12,6 +15,8 @@ namespace {
 
 constexpr auto kModule = ModuleId::ProcessEvent;
 constexpr std::int64_t kBytesPerMegabyte = 1048576;
+constexpr std::int64_t kMostMegabytes =
+    std::numeric_limits<std::int64_t>::max() / kBytesPerMegabyte;
 constexpr std::size_t kStateLetters = 5;  // the field that tells of the sending
 constexpr wchar_t kRulesPath[] = L"..\\system\\agent.ini";
 
@@ -30,7 +35,8 @@ std::wstring lineOf(const std::vector<std::wstring>& fields) {
 void applySetting(RotatingLogCSV& file, RecordSetting setting, const std::wstring& value) {
     switch (setting) {
         case RecordSetting::RollBySize:
-            file.setSizeMode(parseDecimal(value) * kBytesPerMegabyte);
+            file.setSizeMode(std::clamp<std::int64_t>(parseDecimal(value), 0, kMostMegabytes) *
+                             kBytesPerMegabyte);
             break;
         case RecordSetting::RollByDate:
             file.setDateMode(value);
@@ -50,7 +56,19 @@ void applySetting(RotatingLogCSV& file, RecordSetting setting, const std::wstrin
 
 }  // namespace
 
-EventFiles::EventFiles() : diskLock_(platformFactory.createLock()) {}
+// Until it is configured a file does not roll over, where the log's own default would do so at each
+// line.
+EventFiles::EventFiles() : diskLock_(platformFactory.createLock()) {
+    for (RotatingLogCSV& file : files_) {
+        file.setNoRollover();
+    }
+    takePaths();
+}
+
+void EventFiles::takePaths() {
+    files_[0].setPath(eventFilePath(EventFile::All));
+    files_[1].setPath(eventFilePath(EventFile::RealTime));
+}
 
 EventFiles& EventFiles::instance() {
     // Never destroyed: actions of any lifetime write here.
@@ -68,11 +86,7 @@ void EventFiles::configure(RecordSetting setting, const std::wstring& value) {
 
 void EventFiles::setPaths(const std::wstring& all, const std::wstring& realTime) {
     setEventFilePaths(all, realTime);
-    const EventFile order[] = {EventFile::All, EventFile::RealTime};
-    for (std::size_t i = 0; i < files_.size(); ++i) {
-        const ScopedLock guard(files_[i].lock());
-        files_[i].setPath(eventFilePath(order[i]));
-    }
+    takePaths();
     pathsSet_.store(true);
 }
 
@@ -108,7 +122,7 @@ bool EventFiles::isSent(const std::vector<std::wstring>& fields, RuleSet rules) 
 bool EventFiles::isDiskFull() {
     const ScopedLock guard(*diskLock_);
     disk_.check();
-    return disk_.isExceeded();
+    return disk_.enabled() && disk_.isExceeded();
 }
 
 void EventFiles::write(CsvRecord record) {

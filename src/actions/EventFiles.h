@@ -68,6 +68,7 @@ public:
     void write(CsvRecord record);
 
 private:
+    void takePaths();
     bool isDiskFull();
     void writeLine(RotatingLogCSV& file, const std::wstring& line);
 

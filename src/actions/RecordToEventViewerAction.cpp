@@ -44,6 +44,9 @@ std::wstring shortened(std::wstring_view text) {
     std::wstring result(trim(text));
     if (result.size() > kLongestText) {
         result.resize(kLongestText - kEllipsis.size());
+        if ((result.back() & 0xFC00) == 0xD800) {
+            result.pop_back();  // half of a character
+        }
         result += kEllipsis;
     }
     return result;
@@ -70,7 +73,11 @@ void RecordToEventViewerAction::handleDotCode(wchar_t code, const std::wstring& 
         logCatalogued(Severity::Warning, kModule, kInvalidMacroRow, withoutBraces(text));
         return;
     }
-    templates_.emplace_back(trim(text));
+    std::wstring good(trim(text));
+    if (IsKnownMacro(good)) {
+        good.insert(0, 1, L'{').append(1, L'}');  // a bare name means its tag
+    }
+    templates_.push_back(std::move(good));
 }
 
 // Without templates the text is the event's own, and braces in it are part of the message: they
@@ -118,8 +125,16 @@ bool RecordToEventViewerAction::enqueue(CsvRecord record, RuleSet rules) {
         return false;
     }
     debugLog(kModule, L"%d events in Orvel action queue", records_.size());
-    ActionThread::instance().enqueue(*this);
+    if (ActionThread::instance().enqueue(*this) == PushResult::Stopped) {
+        debugLog(kModule, L"An event came behind the end of the action thread");
+        return false;
+    }
     return true;
+}
+
+bool RecordToEventViewerAction::isFull() const {
+    const QueueState state = records_.state();
+    return state.count >= state.limit;
 }
 
 void RecordToEventViewerAction::reportPush(PushResult result) {

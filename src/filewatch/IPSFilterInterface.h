@@ -18,6 +18,8 @@ struct IPSFilterEvent {
     const wchar_t* newPath;       // of a rename
 };
 
+static_assert(sizeof(void*) != 4 || sizeof(IPSFilterEvent) == 28);
+
 namespace filterEvent {
 inline constexpr std::uint32_t Accessed = 0;
 inline constexpr std::uint32_t Created = 1;

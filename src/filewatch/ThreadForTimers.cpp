@@ -45,6 +45,8 @@ void TimerItem::SetPeriod(std::int32_t seconds) {
     if (period > 0) {
         const std::int64_t moved = remaining + seconds - period;
         remaining = moved < 2 ? kShortestSleep : moved;
+        // A grid of its own from the next expiry on.
+        firstDue = lastLook + remaining - std::int64_t{expiryCount} * seconds;
     }
     period = seconds;
 }
@@ -205,22 +207,28 @@ bool ThreadForTimers::Activate(TimerItem& timer, std::int64_t now) {
              timer.name, timer.firstSleep);
     std::int64_t sleep = timer.firstSleep;
     if (timer.kind == TimerItem::Kind::Absolute) {
-        if (sleep >= now) {
+        if (sleep >= now && (timer.firstRun || timer.period == 0)) {
             sleep -= now;
         } else if (timer.period == 0) {
             return false;
         } else {
-            // The next point of the grid that the past start lies on.
+            // The next point of the grid that the start lies on, in the past or, where the clock
+            // was set back, ahead.
             sleep = timer.period - (now - sleep) % timer.period;
+            if (sleep > timer.period) {
+                sleep -= timer.period;
+            }
         }
     }
     timer.lastLook = now;
     timer.firstDue = now + sleep;
-    timer.firstSleep = timer.remaining = sleep;
+    timer.expiryCount = 0;
+    timer.remaining = sleep;
     running_.emplace(sleep, &timer);
     debugLog(kModule, L"Timer %ld (%ls) inserted with %ld initial sleep timer", timer.id,
              timer.name, sleep);
-    if (currentSleep_ == 0 || now + sleep < lastWake_ + currentSleep_) {
+    // A sleep of nothing would be taken for one without limit.
+    if (sleep < kShortestSleep || currentSleep_ == 0 || now + sleep < lastWake_ + currentSleep_) {
         wake_->set();
     }
     return true;
@@ -250,9 +258,6 @@ void ThreadForTimers::AdjustTimers(std::int64_t now) {
 void ThreadForTimers::RestartAll(std::int64_t now) {
     const Running before = std::exchange(running_, {});
     for (const auto& [key, timer] : before) {
-        if (timer->kind == TimerItem::Kind::Absolute && timer->period == 0) {
-            timer->firstSleep = timer->firstDue;  // its moment, which is still to come
-        }
         Activate(*timer, now);
     }
 }

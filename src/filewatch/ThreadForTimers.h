@@ -42,7 +42,7 @@ private:
     std::int64_t id;
     std::wstring name;  // for log lines only
     Kind kind;
-    std::int64_t firstSleep;  // once activated, the seconds that were used
+    std::int64_t firstSleep;
     std::int32_t period;
     std::uint32_t expiryCount = 0;  // since activation
     bool firstRun = true;           // until the first expiry

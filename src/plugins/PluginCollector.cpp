@@ -1,7 +1,6 @@
 #include "plugins/PluginCollector.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 #include <vector>
 
@@ -26,10 +25,10 @@ constexpr std::uint32_t kEventKind = 5;
 
 // A record may not make the agent copy without bound.
 constexpr std::uint32_t kMostFields = 1000;
-constexpr std::uint32_t kMostTextBytes = 1024 * 1024;
+constexpr std::uint64_t kMostTextBytes = 1024 * 1024;  // of all its texts together
 
 bool isSoundText(const collector_text& text) noexcept {
-    return text.size <= kMostTextBytes && (text.size == 0 || text.bytes != nullptr);
+    return text.size == 0 || text.bytes != nullptr;
 }
 
 std::wstring wide(const collector_text& text) {
@@ -41,10 +40,19 @@ std::wstring wide(const collector_text& text) {
 }  // namespace
 
 bool PluginEvent::isSound(const collector_record* record) noexcept {
-    return record != nullptr && record->size >= sizeof(collector_record) &&
-           isSoundText(record->text) && record->field_count <= kMostFields &&
-           (record->field_count == 0 || record->fields != nullptr) &&
-           std::all_of(record->fields, record->fields + record->field_count, isSoundText);
+    if (record == nullptr || record->size < sizeof(collector_record) ||
+        !isSoundText(record->text) || record->field_count > kMostFields ||
+        (record->field_count != 0 && record->fields == nullptr)) {
+        return false;
+    }
+    std::uint64_t bytes = record->text.size;
+    for (std::uint32_t i = 0; i < record->field_count; ++i) {
+        if (!isSoundText(record->fields[i])) {
+            return false;
+        }
+        bytes += record->fields[i].size;
+    }
+    return bytes <= kMostTextBytes;
 }
 
 PluginEvent::PluginEvent(const collector_record& record) {
@@ -78,6 +86,10 @@ PluginCollector::~PluginCollector() {
 }
 
 bool PluginCollector::start() {
+    if (wasStarted_) {
+        return false;
+    }
+    wasStarted_ = true;
     const AgentInfoRef agent;
     agent->collectors().setState(collectorBit::Plugin, collectorState::Starting);
     setLimit(agent->pluginEventsLimit());
@@ -147,7 +159,7 @@ std::int32_t PluginCollector::pass(void* context, const collector_record* record
     }
     try {
         return static_cast<PluginCollector*>(context)->take(*record);
-    } catch (const std::exception&) {  // no memory
+    } catch (...) {  // no memory, or a queue that the system does not let us signal
         return COLLECTOR_FULL;
     }
 }

@@ -31,8 +31,8 @@ public:
     PluginCollector(std::wstring collectorName, std::wstring library);
     ~PluginCollector() override;  // stop()
 
-    // Loads the library and starts it, and the thread that hands its events on. Gives whether it
-    // runs; the state of the collector tells the same (collectorBit::Plugin).
+    // Loads the library and starts it, and the thread that hands its events on. Once for an object.
+    // Gives whether it runs; the state of the collector tells the same (collectorBit::Plugin).
     bool start();
     // Has the plug-in end its work, then ends the thread. Events that the destination has not
     // taken are destroyed.
@@ -50,6 +50,7 @@ private:
     const std::wstring library_;
     const collector_host host_;
     const std::unique_ptr<Lock> latchLock_;
+    bool wasStarted_ = false;
     void* handle_ = nullptr;
     void* plugin_ = nullptr;
     collector_terminate_entry terminate_ = nullptr;

@@ -21,15 +21,15 @@ public:
     explicit SignalledStore(const std::wstring& eventName = std::wstring())
         : event_(platformFactory.createEvent(eventName)) {}
 
-    // Both pushes give Stopped, and store nothing, after terminate().
+    // Both pushes give Stopped, and store nothing, after terminate(). The event is set first: what
+    // its failure throws finds the element still the caller's.
     PushResult push(const T& element) override {
         ScopedLock guard(this->lock());
         if (accepting_ == 0) {
             return PushResult::Stopped;
         }
-        const PushResult result = this->appendSoft(element);
         event_->set();
-        return result;
+        return this->appendSoft(element);
     }
 
     PushResult pushChecked(const T& element) override {
@@ -37,9 +37,8 @@ public:
         if (accepting_ == 0) {
             return PushResult::Stopped;
         }
-        const PushResult result = this->appendChecked(element);
         event_->set();
-        return result;
+        return this->appendChecked(element);
     }
 
     // An empty store stops accepting and throws IDSException: its consumer has lost count.

@@ -115,6 +115,7 @@ TEST_F(RecordToEventViewerActionTest, TextsAndTemplates) {
         {"own message", {}, L"  a {USER_NAME} b\n", nullptr, L"a {USER_NAME} b"},
         {"own message with flags", {}, L"{USER_NAME} {flag.count}", &flags, L"ann 1"},
         {"template", {L"{USER_NAME}"}, L"m", nullptr, L"ann"},
+        {"bare", {L" user_name "}, L"m", nullptr, L"ann"},
         {"templates",
          {L" {TARGET_INFO} ", L"n={flag.f.count} {Flag Count}"},
          L"m",
@@ -181,10 +182,13 @@ TEST_F(RecordToEventViewerActionTest, AFullDiskKeepsAllButTheAgentsErrors) {
     EXPECT_TRUE(
         log.hasDebug(L"CSV line pruned from ../log/QVRIDSEvents.csv by disk thresholding: "
                      L"DFWW,1\n"));
+    files.setDiskLimits(L"", {});  // switched off, it does not stay where it was
+    files.write({{L"DGEN", L"3"}, false, false});
     files.close();
     const auto all = lines(kAll);
-    ASSERT_EQ(all.size(), 1u);
+    ASSERT_EQ(all.size(), 2u);
     EXPECT_EQ(all[0][0], L"MERR");
+    EXPECT_EQ(all[1][0], L"DGEN");
 }
 
 TEST_F(RecordToEventViewerActionTest, RolloverSettings) {

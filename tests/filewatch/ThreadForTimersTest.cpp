@@ -153,7 +153,40 @@ TEST(ThreadForTimersTest, AClockSetBackRestartsAll) {
     EXPECT_EQ(timers.fired, "");
     EXPECT_EQ(timers.RunUntil(-7200 + 200), "1@-7100 1@-7050 1@-7000 ");
     timers.CancelTimer(1);
+    EXPECT_TRUE(timers.CancelTimer(2));
+    EXPECT_TRUE(timers.StartTimer(2));
     EXPECT_EQ(timers.RunUntil(300), "2@300 ") << "a single moment stays where it is";
+}
+
+TEST(ThreadForTimersTest, AClockSetBackLeavesAGridWhereItIs) {
+    SteppedTimers timers;
+    timers.Add(1, Kind::Absolute, kStart + 100, 1000);
+    EXPECT_EQ(timers.RunUntil(1100), "1@100 1@1100 ");
+    timers.jump = -3333;
+    timers.Step();
+    EXPECT_EQ(timers.RunUntil(100), "1@-1900 1@-900 1@100 ");
+}
+
+TEST(ThreadForTimersTest, ATimerDueAtOnceWakesTheThread) {
+    // Started by a handler, when the sleep that has just ended hides that the next one is nothing.
+    struct Starting : SteppedTimers {
+        bool TimerExpired(std::int64_t now, TimerItem& timer) override {
+            if (timer.GetId() == 1 && timer.GetExpiryCount() == 1) {
+                Add(2, Kind::Relative, 0, 50);
+            }
+            return SteppedTimers::TimerExpired(now, timer);
+        }
+        void WaitForWake(Event& wake, std::int32_t milliseconds) override {
+            wasSet = wake.wait(0, false) == WaitResult::Signalled;
+            SteppedTimers::WaitForWake(wake, milliseconds);
+        }
+        bool wasSet = false;
+    } timers;
+    timers.Add(1, Kind::Relative, 10, 10);
+    timers.Step();  // what set the event at the start
+    EXPECT_EQ(timers.RunUntil(10).substr(0, 5), "1@10 ");
+    timers.Step();
+    EXPECT_TRUE(timers.wasSet);
 }
 
 TEST(ThreadForTimersTest, PeriodsChange) {
@@ -177,6 +210,12 @@ TEST(ThreadForTimersTest, PeriodsChange) {
     timers.Add(1, Kind::Relative, 10, 10);
     timers.newPeriod = 100;
     EXPECT_EQ(timers.RunUntil(110), "1@10 1@110 ");
+    // In the middle of its life: the grid goes on from the next expiry.
+    SteppedTimers old;
+    old.Add(1, Kind::Relative, 60, 60);
+    old.RunUntil(480);
+    old.newPeriod = 90;
+    EXPECT_EQ(old.RunUntil(720), "1@540 1@630 1@720 ");
 }
 
 TEST(ThreadForTimersTest, RegistrationRules) {

@@ -12,13 +12,21 @@ namespace {
 constexpr auto kModule = ModuleId::FilewatchCollector;
 constexpr std::int32_t kSuccess = 0;
 
+// What the code page lacks becomes a "?", which to the filter is a wildcard: polling takes such a
+// path as it is.
+bool isSame(const std::string& bytes, const std::wstring& path) {
+    return widen(bytes) == path;
+}
+
 }  // namespace
 
 WinFIMWatcher::WinFIMWatcher() : lock_(platformFactory.createLock()) {}
 
 bool WinFIMWatcher::AddFileToWatch(const std::wstring& path, std::int32_t recursionLevel,
                                    bool monitorAccessTime) {
-    if (filter_ == nullptr || FileIO::IsUncPath(path)) {
+    IPSFilterInterface* const filter = filter_.load();
+    const std::string bytes = narrow(path);
+    if (filter == nullptr || FileIO::IsUncPath(path) || !isSame(bytes, path)) {
         return false;
     }
     Watched entry{path, recursionLevel, monitorAccessTime};
@@ -32,7 +40,7 @@ bool WinFIMWatcher::AddFileToWatch(const std::wstring& path, std::int32_t recurs
     }
     try {
         const std::int32_t result =
-            filter_->addPath(narrow(path).c_str(), recursionLevel, monitorAccessTime ? 1 : 0, 0);
+            filter->addPath(bytes.c_str(), recursionLevel, monitorAccessTime ? 1 : 0, 0);
         if (result != kSuccess) {
             debugLog(kModule, L"REALTIME FileWatch AddFileToWatch FAILED: %ls %d", path, result);
             return false;
@@ -49,12 +57,14 @@ bool WinFIMWatcher::AddFileToWatch(const std::wstring& path, std::int32_t recurs
 
 bool WinFIMWatcher::RemoveFileToWatch(const std::wstring& path, std::int32_t recursionLevel,
                                       bool monitorAccessTime) {
-    if (filter_ == nullptr) {
+    IPSFilterInterface* const filter = filter_.load();
+    const std::string bytes = narrow(path);
+    if (filter == nullptr || !isSame(bytes, path)) {
         return false;
     }
     try {
         const std::int32_t result =
-            filter_->removePath(narrow(path).c_str(), recursionLevel, monitorAccessTime ? 1 : 0, 0);
+            filter->removePath(bytes.c_str(), recursionLevel, monitorAccessTime ? 1 : 0, 0);
         if (result != kSuccess) {
             debugLog(kModule, L"REALTIME FileWatch RemoveFileToWatch FAILED: %ls %d", path, result);
             return false;

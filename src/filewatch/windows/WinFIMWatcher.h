@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <compare>
 #include <cstdint>
 #include <memory>
@@ -21,12 +22,12 @@ class WinFIMWatcher {
 public:
     WinFIMWatcher();
 
-    // Not owned; null until the filter has started. Set while nobody else calls.
-    void SetInterface(IPSFilterInterface* filter) noexcept { filter_ = filter; }
-    bool IsActive() const noexcept { return filter_ != nullptr; }
+    // Not owned; null until the filter has started. Any thread.
+    void SetInterface(IPSFilterInterface* filter) noexcept { filter_.store(filter); }
+    bool IsActive() const noexcept { return filter_.load() != nullptr; }
 
-    // False for a path of a network, one that is watched already with the same level and flag, and
-    // one that the filter refuses.
+    // False for a path of a network, one that the system code page cannot express, one that is
+    // watched already with the same level and flag, and one that the filter refuses.
     bool AddFileToWatch(const std::wstring& path, std::int32_t recursionLevel,
                         bool monitorAccessTime);
     bool RemoveFileToWatch(const std::wstring& path, std::int32_t recursionLevel,
@@ -40,7 +41,7 @@ private:
         friend auto operator<=>(const Watched&, const Watched&) = default;
     };
 
-    IPSFilterInterface* filter_ = nullptr;
+    std::atomic<IPSFilterInterface*> filter_{nullptr};
     const std::unique_ptr<Lock> lock_;
     std::set<Watched> watched_ GUARDED_BY(*lock_);
 };

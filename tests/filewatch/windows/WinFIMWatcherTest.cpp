@@ -51,6 +51,7 @@ TEST(WinFIMWatcherTest, AddsAndRemoves) {
     EXPECT_FALSE(watcher.RemoveFileToWatch(L"c:\\a\\*", 2, true));
     watcher.SetInterface(&filter);
     EXPECT_FALSE(watcher.AddFileToWatch(L"\\\\server\\share\\*", 1, false));
+    EXPECT_FALSE(watcher.AddFileToWatch(L"c:\\\xD800", 1, false)) << "in no code page";
     EXPECT_TRUE(filter.calls.empty());
 
     EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\a\\*", 2, true));
