@@ -1,11 +1,11 @@
 #pragma once
 
 #include <atomic>
-#include <compare>
 #include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 
 #include "utils/platform/Threading.h"
 
@@ -34,12 +34,8 @@ public:
                            bool monitorAccessTime);
 
 private:
-    struct Watched {
-        std::wstring path;
-        std::int32_t recursionLevel;
-        bool monitorAccessTime;
-        friend auto operator<=>(const Watched&, const Watched&) = default;
-    };
+    // Path, recursion level, and whether the access time is monitored.
+    using Watched = std::tuple<std::wstring, std::int32_t, bool>;
 
     std::atomic<IPSFilterInterface*> filter_{nullptr};
     const std::unique_ptr<Lock> lock_;

@@ -103,9 +103,9 @@ private:
     }
 
     bool extended() {
-        const std::wstring lines = current_.CompareExtendedToText(previous_);
+        std::wstring lines = current_.CompareExtendedToText(previous_);
         securityChanged_ |= !lines.empty();
-        return row(!lines.empty(), [&lines] { return lines; });
+        return row(!lines.empty(), [&lines] { return std::move(lines); });
     }
 
     bool number(std::wstring_view label, std::uint64_t previous, std::uint64_t current) {
