@@ -134,7 +134,7 @@ private:
         content_ += bytes;
     }
     void create() {
-        std::ofstream(file(), std::ios::binary | std::ios::trunc);
+        const std::ofstream emptied(file(), std::ios::binary | std::ios::trunc);
         content_.clear();
         firstOffset_.reset();
         appendBytes(std::string(random_() % 2 != 0 ? kind_.mark : std::string_view()));
