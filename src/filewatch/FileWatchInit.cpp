@@ -10,6 +10,16 @@ namespace {
 
 constexpr auto kModule = ModuleId::FilewatchCollector;
 
+WorkItem mountItem(WorkItem::Kind kind, const std::wstring& path, std::int32_t processId,
+                   const std::wstring& user, const std::wstring& process) {
+    WorkItem item(kind);
+    item.path = path;
+    item.argument = processId;
+    item.user = user;
+    item.process = process;
+    return item;
+}
+
 }  // namespace
 
 bool isStopRequested(Event& stop) {
@@ -134,23 +144,13 @@ void FileWatchInit::EnQueueUpdateFileDiffs() {
 void FileWatchInit::EnQueueMount(const std::wstring& path, std::int32_t processId,
                                  const std::wstring& user, const std::wstring& process) {
     debugLog(kModule, L"FileWatchInit::EnQueueMount()");
-    WorkItem item(WorkItem::Kind::Mount);
-    item.path = path;
-    item.argument = processId;
-    item.user = user;
-    item.process = process;
-    EnQueue(std::move(item));
+    EnQueue(mountItem(WorkItem::Kind::Mount, path, processId, user, process));
 }
 
 void FileWatchInit::EnQueueUnMount(const std::wstring& path, std::int32_t processId,
                                    const std::wstring& user, const std::wstring& process) {
     debugLog(kModule, L"FileWatchInit::EnQueueUnMount()");
-    WorkItem item(WorkItem::Kind::UnMount);
-    item.path = path;
-    item.argument = processId;
-    item.user = user;
-    item.process = process;
-    EnQueue(std::move(item));
+    EnQueue(mountItem(WorkItem::Kind::UnMount, path, processId, user, process));
 }
 
 void FileWatchInit::DoItem(const WorkItem& item) {
