@@ -90,7 +90,7 @@ public:
     // covers the path. One spec speaks up once a walk: alreadyReported is false the first time.
     struct PendingAction {
         FileAction action = FileAction::None;
-        const WatchedPathSpec* spec = nullptr;
+        std::shared_ptr<const WatchedPathSpec> spec;
         bool alreadyReported = false;
     };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -63,9 +64,10 @@ std::wstring_view parentDirectory(std::wstring_view directory) noexcept;
 class SpecFinder {
 public:
     virtual ~SpecFinder() = default;
-    // The spec of that polling list (-1 means any) which covers `path`, or null. The finder owns
-    // it.
-    virtual const WatchedPathSpec* FindSpec(const std::wstring& path, std::int32_t listId) = 0;
+    // The spec of that polling list (-1 means any) which covers `path`, or null. It stays valid
+    // when the finder forgets it.
+    virtual std::shared_ptr<const WatchedPathSpec> FindSpec(const std::wstring& path,
+                                                            std::int32_t listId) = 0;
 };
 
 }  // namespace lathwind

@@ -26,8 +26,9 @@ public:
     void RefreshMounts() override {}
     bool HasVolumeInfo(const std::wstring&) override { return true; }
     bool IsFatVolume(const std::wstring&) override { return false; }
-    const WatchedPathSpec* FindSpec(const std::wstring& path, std::int32_t) override {
-        return path == L"d:\\none" ? nullptr : &spec_;
+    std::shared_ptr<const WatchedPathSpec> FindSpec(const std::wstring& path,
+                                                    std::int32_t) override {
+        return path == L"d:\\none" ? nullptr : spec_;
     }
 
     void mount(const std::wstring& point, bool ready = true, const std::wstring& path = L"") {
@@ -40,7 +41,8 @@ public:
     std::set<std::wstring> known(std::int32_t id) const { return GetStates().at(id).knownNames; }
 
 private:
-    WatchedPathSpec spec_{L"d:\\data\\*.log", 1, false};
+    std::shared_ptr<const WatchedPathSpec> spec_ =
+        std::make_shared<WatchedPathSpec>(L"d:\\data\\*.log", 1, false);
 };
 
 void read(MountManager& manager, const std::string& bytes) {

@@ -1,0 +1,225 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "actions/DirectEventRecorder.h"
+#include "events/IDSEvent.h"
+#include "filewatch/EntityTable.h"
+#include "filewatch/FileEventSource.h"
+#include "filewatch/FileWatchInit.h"
+#include "filewatch/FileWatchParams.h"
+#include "filewatch/MountManager.h"
+#include "filewatch/StateFile.h"
+#include "filewatch/WatchLists.h"
+#include "filewatch/WatchedEntity.h"
+#include "utils/QueueWarningLatch.h"
+#include "utils/platform/Threading.h"
+
+namespace lathwind {
+
+class FilterEventDecoder;  // filewatch/FilterEventDecoder.h
+
+class RealTimeFilter;   // filewatch/RealTimeFilter.h
+struct IPSFilterEvent;  // filewatch/IPSFilterInterface.h
+
+// What a restore came to. The numbers are fixed.
+enum class RestoreResult : std::int32_t {
+    Restored = 0,
+    Failed = 4,             // an exception, already reported
+    BadState = 6,           // no state file of this version, or an interrupted one
+    FileListsChanged = 13,  // or the default recursion level
+    LogListsChanged = 14,
+    NotOpened = 27,
+};
+
+// The centre of the engine: owns every watched entity, knows which configured entry led to it, and
+// turns notifications into events on its thread, "FileMonitorThread".
+//
+// Calling order at start: the constructor; SetDigests for both indices; the EnQueue operations;
+// EnQueueDeserialize; EnQueueFinalizeConfig; Start. A reconfiguration uses the same EnQueue
+// operations on the running monitor. At the end Stop.
+//
+// Threads: docs/threads.md. The lock guards tables and entities. Everything that takes long
+// (listing folders, the first snapshot and digest of a file) is done without it.
+class FileWatchMonitor : public Runnable,
+                         public WorkItemTarget,
+                         public MonitorQueries,
+                         private QueueWarningLatch {
+public:
+    static constexpr std::int32_t kFileIndex = 0;
+    static constexpr std::int32_t kLogIndex = 1;
+    static constexpr std::int32_t mapIndexOfList(std::int32_t listId) noexcept {
+        return listId == 0 ? kLogIndex : kFileIndex;
+    }
+
+    // What the monitor stands on, for those who put something of their own in its place.
+    struct Parts {
+        std::unique_ptr<FileEventSource> source;  // never null
+        std::unique_ptr<MountManager> mounts;     // may be null
+    };
+    static Parts MakeParts();  // this platform's
+
+    // `events` and `lists` are not owned; without lists every look-up in them is skipped. `paths`
+    // are watched from the start. Only one monitor may exist at a time: the filter's callback finds
+    // it through the process.
+    explicit FileWatchMonitor(EventStore& events, WatchLists* lists = nullptr,
+                              const std::vector<std::wstring>& paths = {},
+                              Parts parts = MakeParts());
+    ~FileWatchMonitor() override;
+
+    void Start();
+    // Saves the state, if the thread had been started.
+    void Stop();
+    bool IsRunning() const;
+
+    // Index 0: filewatch.ini and custfilewatch.ini, together with the default recursion level in
+    // force; index 1: the three log lists.
+    void SetDigests(std::span<const Md5Digest> digests, std::int32_t index);
+    void SetConfigurationPending(bool pending) override;
+    bool IsConfigurationPending() const noexcept { return configurationPending_.load(); }
+
+    // What the configuration is queued through; see FileWatchInit.
+    void EnQueueDeserialize();
+    void EnQueueAdd(const std::wstring& path, const FileWatchParams& params);
+    void EnQueueAddLog(const LogFileProperties& properties, std::int32_t startOffset);
+    void EnQueueRemove(const std::wstring& path, const FileWatchParams& params,
+                       std::int32_t mapIndex);
+    void EnQueueUpdate();
+    void EnQueueUpdateFileDiffs();
+    void EnQueueFinalizeConfig();
+
+    // Work items (FileInitThread).
+    void RestoreState(const std::wstring& path, Event& stop) override;
+    void AddFile(const std::wstring& path, const FileWatchParams& params, Event& stop) override;
+    void AddLogFile(const LogFileProperties& properties, std::int32_t startOffset) override;
+    void RemoveFile(const std::wstring& path, const FileWatchParams& params,
+                    std::int32_t mapIndex) override;
+    void UpdateAll() override;
+    void UpdateFileDiffs() override;
+    void ProcessMount(const std::wstring& path, std::int32_t processId, const std::wstring& user,
+                      const std::wstring& process, Event& stop) override;
+
+    // MonitorQueries.
+    LastKnownState GetAttributes(const std::wstring& path, std::int32_t listId) override;
+    bool IsIPSFilterWatchingFile(const std::wstring& path, std::int32_t listId) override;
+    IPSFilterInterface* GetStartedFilter() override;
+
+    // The thread's loop: waits until the configuration is final, then Step until told to stop.
+    void run() override;
+    // One notification. False when the source was stopped.
+    bool Step();
+    // What Step does with a notification.
+    void ProcessNotification(std::unique_ptr<FileNotificationInfo> notification);
+
+    bool StartIPSFilter();
+    bool StopIPSFilter();
+    // The filter's callback, on a thread of its library. Without a monitor nothing happens.
+    static void OnFilterEvent(const IPSFilterEvent* event);
+
+    // The state file; the present folder's "FileWatch.dat". Nothing is thrown.
+    void Serialize();
+    RestoreResult Deserialize(const std::wstring& path, Event& stop);
+
+    WatchedEntity* GetEntity(const std::wstring& path, std::int32_t mapIndex);
+    std::uint32_t GetWatchedFileCount() const;
+    std::uint32_t GetWatchedLogCount() const;
+    // Entities with a diff; the kilobytes they hold go to `totalKb`, which may be null.
+    std::uint32_t GetDiffEntityCount(std::uint64_t* totalKb = nullptr) const;
+    std::uint32_t GetDriverEventCount() const noexcept { return driverEvents_.load(); }
+
+    FileEventSource& GetSource() noexcept { return *source_; }
+    MountManager* GetMountManager() noexcept { return mounts_.get(); }
+    FileWatchInit& GetWorkItems() noexcept { return *workItems_; }
+
+private:
+    using Notification = std::unique_ptr<FileNotificationInfo>;
+
+    EntityTable& TableOf(std::int32_t mapIndex) REQUIRES(*lock_) {
+        return tables_[static_cast<std::size_t>(mapIndex)];
+    }
+
+    // FileWatchMonitorAdd.cpp. The wildcard and virtual forms give the number of entities; with
+    // `skipSource` the source has the entry already. `stop` may be null.
+    std::size_t AddWildCardFile(const std::wstring& path, FileWatchParams params, bool skipSource,
+                                Event* stop);
+    std::size_t AddVirtualFile(const std::wstring& path, FileWatchParams params, bool skipSource,
+                               Event* stop);
+    std::size_t AddWildCardLogFile(const LogFileProperties& properties);
+    std::size_t AddVirtualLogFile(const LogFileProperties& properties);
+    // The entity of the path, made if there is none; null for a path that does not exist. Files
+    // take `params`, logs `log`; the one that is not used may be null.
+    WatchedEntity* AddWatchedEntity(const std::wstring& path, std::int32_t mapIndex,
+                                    bool readFromStart, const EntityProperties& properties,
+                                    const std::wstring& virtualName);
+    // How deep an entry reaches: with polling alone, on a volume that is no fixed disk, a mask
+    // with letters in it reaches its own folder only.
+    std::int32_t RecursionLevelOf(const std::wstring& directory, const std::wstring& mask,
+                                  std::int32_t level) const;
+
+    // FileWatchMonitorRemove.cpp
+    std::size_t RemoveEntry(const std::wstring& path, const FileWatchParams& params,
+                            std::int32_t mapIndex);
+    void RemoveWatchedEntity(const std::wstring& path);
+    void RemoveWatchedEntities(const WatchedPathSpec& spec);
+    void UnlinkPath(const std::wstring& path, const std::wstring& entry, std::int32_t mapIndex);
+
+    // FileWatchMonitorMounts.cpp
+    void ExMount(const std::wstring& path, std::int32_t processId, std::span<const std::byte> user,
+                 const std::wstring& process);
+    void ExUnMount(const std::wstring& path, std::int32_t processId,
+                   std::span<const std::byte> user, const std::wstring& process);
+    void ProcessUnmount(const std::wstring& path, Event& stop);
+    void HandlePolledMount(WatchedEntity* entity, FileNotificationInfo& note) REQUIRES(*lock_);
+    void RefreshEntities(const std::wstring& entry, std::int32_t recursionLevel) REQUIRES(*lock_);
+
+    // FileWatchMonitorEvents.cpp: the monitor's thread, with the lock held.
+    WatchedEntity* ResolveEntity(FileNotificationInfo& note) REQUIRES(*lock_);
+    bool AssociateEntry(const std::wstring& path, std::int32_t mapIndex, FileWatchParams* params,
+                        FileNotificationInfo* note) REQUIRES(*lock_);
+    // Hands the notification to the entity and its events on. Null does nothing.
+    void Deliver(WatchedEntity* entity, FileNotificationInfo& note) REQUIRES(*lock_);
+    void Drain() REQUIRES(*lock_);  // the pending events
+    void EntityGone(const std::wstring& path, std::int32_t mapIndex, FileNotificationInfo& note)
+        REQUIRES(*lock_);
+    bool VirtualDirectoryGone(const std::wstring& entry, std::int32_t mapIndex,
+                              const std::wstring& path, FileNotificationInfo* note)
+        REQUIRES(*lock_);
+    void DeletedDirectoryWalk(const std::wstring& directory, std::int32_t mapIndex,
+                              FileNotificationInfo& note, const WatchedPathSpec& spec)
+        REQUIRES(*lock_);
+    void HandleRename(WatchedEntity* entity, std::int32_t mapIndex, FileNotificationInfo& note)
+        REQUIRES(*lock_);
+    // The configured file entry that is not less than the path; no prefix of it need be.
+    std::wstring ConfiguredEntryFor(const std::wstring& path) REQUIRES(*lock_);
+
+    // FileWatchMonitorState.cpp
+    void WriteState(std::ostream& stream, bool complete);
+    void RestoreEntities(std::istream& stream, bool complete, Event& stop);
+
+    const std::unique_ptr<Lock> lock_;
+    EventStore& events_;
+    WatchLists* const lists_;
+    std::atomic<bool> stop_{false};  // ends the wait for the configuration
+    std::atomic<bool> configurationPending_{false};
+    std::array<Md5Digest, watchFiles::kWatchLists.size()> digests_ GUARDED_BY(*lock_){};
+    std::uint32_t defaultRecursionLevel_ GUARDED_BY(*lock_) = 0;
+    std::array<EntityTable, 2> tables_ GUARDED_BY(*lock_);
+    EventList pending_ GUARDED_BY(*lock_);  // filled by entities, drained at once
+    DirectEventRecorder recorder_ GUARDED_BY(*lock_);
+    std::unique_ptr<MountManager> mounts_;
+    std::unique_ptr<FileEventSource> source_;
+    std::unique_ptr<FileWatchInit> workItems_;
+    std::unique_ptr<FilterEventDecoder> decoder_;
+    std::unique_ptr<RealTimeFilter> filter_;
+    std::atomic<std::uint32_t> driverEvents_{0};
+    std::unique_ptr<Thread> thread_ GUARDED_BY(*lock_);
+};
+
+}  // namespace lathwind
