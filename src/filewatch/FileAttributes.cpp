@@ -42,6 +42,7 @@ void FileAttributes::ReadObjectOfVersion(std::istream& stream, std::uint16_t ver
     exists_ = run[0] != std::byte{0};
     size_ = loadLittleEndian<std::uint64_t>(&run[1]);
     volumeKind_ = VolumeKind{loadLittleEndian<std::uint32_t>(&run[kShortRun])};
+    changeStamp_ = 0;
     if (stream.fail()) {
         throw SerializeException(L"Exception: FileAttributes::ReadObject", __LINE__,
                                  L"FileAttributes");
@@ -102,6 +103,7 @@ std::wstring FileAttributes::GetChangeTimeText(const FileAttributes* other) cons
 void FileAttributes::Reset() {
     exists_ = false;
     size_ = 0;
+    changeStamp_ = 0;
 }
 
 }  // namespace lathwind

@@ -57,6 +57,12 @@ public:
     virtual bool IsRegularFile() const = 0;
     virtual std::wstring GetLinkTarget() const { return {}; }
     virtual bool Equals(const FileAttributes& other) const = 0;  // access time included
+    virtual bool Equals(const FileAttributes& other, bool compareAccessTime) const = 0;
+    // The look that costs one status query. True: the live object is certainly the one that this
+    // snapshot tells of, in all that Equals compares. `stamp` is the change stamp of a snapshot
+    // that was taken of the object and was equal to this one. False means nothing: a stamp of 0,
+    // and a platform without such stamps, give it always.
+    virtual bool IsCertainlyUnchanged(std::uint64_t stamp, bool compareAccessTime) const = 0;
 
     // The differences from `other`, the previous snapshot of the same object and of the same kind,
     // as lines for an event; empty without any. What the lines look like is told in
@@ -107,6 +113,9 @@ public:
     const std::wstring& GetPath() const noexcept { return path_; }
     bool Exists() const noexcept { return exists_; }
     std::uint64_t GetSize() const noexcept { return size_; }  // bytes
+    // For IsCertainlyUnchanged: of this snapshot's moment, 0 where the platform has none to give.
+    // Not a part of the snapshot's state: neither recorded nor compared.
+    std::uint64_t GetChangeStamp() const noexcept { return changeStamp_; }
     void SetSize(std::uint64_t bytes) noexcept { size_ = bytes; }
 
 protected:
@@ -117,6 +126,7 @@ protected:
     bool exists_ = false;
     std::uint64_t size_ = 0;
     VolumeKind volumeKind_ = VolumeKind::Unknown;
+    std::uint64_t changeStamp_ = 0;
 };
 
 // Normalises and lower-cases `path` and takes a snapshot of it. An empty path gives a snapshot

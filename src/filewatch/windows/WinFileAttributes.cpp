@@ -139,13 +139,17 @@ std::wstring WinFileAttributes::GetChangeTimeText(const FileAttributes* other) c
 }
 
 bool WinFileAttributes::Equals(const FileAttributes& other) const {
+    return Equals(other, true);
+}
+
+bool WinFileAttributes::Equals(const FileAttributes& other, bool compareAccessTime) const {
     const auto* same = dynamic_cast<const WinFileAttributes*>(&other);
-    return same != nullptr && Equals(*same, true);
+    return same != nullptr && HasStateOf(*same, compareAccessTime);
 }
 
 // The number of links and the volume kind are no part of a file's state. Cheap comparisons first,
 // and among them those that differ most often.
-bool WinFileAttributes::Equals(const WinFileAttributes& other, bool compareAccessTime) const {
+bool WinFileAttributes::HasStateOf(const WinFileAttributes& other, bool compareAccessTime) const {
     return (!compareAccessTime || accessTime_ == other.accessTime_) &&
            modifiedTime_ == other.modifiedTime_ && size_ == other.size_ &&
            attributes_ == other.attributes_ && creationTime_ == other.creationTime_ &&

@@ -43,6 +43,8 @@ public:
     bool IsDirectory() const override;
     bool IsRegularFile() const override;
     bool Equals(const FileAttributes& other) const override;
+    bool Equals(const FileAttributes& other, bool compareAccessTime) const override;
+    bool IsCertainlyUnchanged(std::uint64_t stamp, bool compareAccessTime) const override;
     std::wstring CompareToText(const FileAttributes& other, bool monitorAccess, bool* anyDifference,
                                bool* securityChanged, bool compareVolatile) const override;
     std::wstring CompareExtendedToText(const FileAttributes& other) const override;
@@ -62,8 +64,6 @@ public:
     void TakeModifiedTime(const FileAttributes& other) override;
     VolumeKind GetVolumeKind() override;
     void Reset() override;
-
-    bool Equals(const WinFileAttributes& other, bool compareAccessTime) const;
 
     FileTime GetCreationFileTime() const noexcept { return creationTime_; }
     FileTime GetAccessFileTime() const noexcept { return accessTime_; }
@@ -89,6 +89,7 @@ private:
     void ReadJoinedAcl(std::istream& stream);
     void ReadVersionedFields(std::istream& stream, std::uint16_t version);
     bool ReadTextFields(std::wistream& stream);
+    bool HasStateOf(const WinFileAttributes& other, bool compareAccessTime) const;
     void TakeFacts(const platform::FileFacts& facts);
     void ReadOwners(const std::wstring& realPath, const platform::Survey& survey);
     void ReadExtendedAttributes(platform::Survey& survey);

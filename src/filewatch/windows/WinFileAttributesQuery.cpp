@@ -158,6 +158,19 @@ void WinFileAttributes::TakeFacts(const platform::FileFacts& facts) {
     modifiedTime_ = facts.modifiedTime;
     attributes_ = facts.attributes;
     size_ = IsDirectory() ? 0 : facts.size;
+    changeStamp_ = facts.changeStamp;
+}
+
+// The stamp alone would do where nothing but the object can have changed; the facts are compared
+// because the snapshot may have been replaced since the stamp was taken.
+bool WinFileAttributes::IsCertainlyUnchanged(std::uint64_t stamp, bool compareAccessTime) const {
+    platform::FileFacts facts;
+    return stamp != 0 && exists_ &&
+           platform::files().query(RealPath(path_).get(), facts) == error::Success &&
+           facts.changeStamp == stamp && facts.modifiedTime == modifiedTime_ &&
+           (IsDirectory() || facts.size == size_) && facts.attributes == attributes_ &&
+           facts.creationTime == creationTime_ &&
+           (!compareAccessTime || facts.accessTime == accessTime_);
 }
 
 // Who may not see the whole descriptor may still be told owner and group.

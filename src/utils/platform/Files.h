@@ -43,6 +43,10 @@ struct FileFacts {
     std::uint64_t accessTime = 0;
     std::uint64_t modifiedTime = 0;
     std::uint64_t size = 0;
+    // Made of what no program can change without the system's noting the moment: while two queries
+    // of a path give the same stamp, nothing of the object has changed, its security and extended
+    // attributes included. 0 where the platform has nothing to make one of.
+    std::uint64_t changeStamp = 0;
 };
 
 struct DirectoryEntry {
@@ -154,7 +158,9 @@ public:
                                                              ErrorCode& code) = 0;
     // query, readSecurity and the extended attributes of one object, in no more calls to the system
     // than it takes: every notification of a file asks for all of them. The result is that of
-    // query; without Success nothing else is asked. `found` is a new one.
+    // query; without Success nothing else is asked. `found` is a new one. The change stamp is 0 also
+    // for an object that changed a moment ago: the system's clock ticks, and a change that follows
+    // in the same tick would leave the stamp as it is.
     virtual ErrorCode survey(const std::wstring& path, std::uint32_t information, Survey& found) {
         const ErrorCode code = query(path, found.facts);
         if (code == error::Success) {

@@ -15,6 +15,28 @@ std::uint64_t fileTime(const struct statx_timestamp& time) noexcept {
     return posix::fileTime(time.tv_sec, time.tv_nsec);
 }
 
+// A step of the mixing function of the SplitMix64 generator (Steele, Lea, Flood 2014): each bit of
+// the value reaches all bits of the stamp.
+std::uint64_t mixed(std::uint64_t stamp, std::uint64_t value) noexcept {
+    stamp = (stamp ^ value) + 0x9E3779B97F4A7C15u;
+    stamp = (stamp ^ (stamp >> 30)) * 0xBF58476D1CE4E5B9u;
+    stamp = (stamp ^ (stamp >> 27)) * 0x94D049BB133111EBu;
+    return stamp ^ (stamp >> 31);
+}
+
+constexpr std::uint64_t joined(std::uint32_t high, std::uint32_t low) noexcept {
+    return std::uint64_t{high} << 32 | low;
+}
+
+std::uint64_t stampOf(const struct statx& status) noexcept {
+    std::uint64_t stamp = mixed(0, static_cast<std::uint64_t>(status.stx_ctime.tv_sec));
+    stamp = mixed(stamp, joined(status.stx_ctime.tv_nsec, status.stx_mode));
+    stamp = mixed(stamp, joined(status.stx_uid, status.stx_gid));
+    stamp = mixed(stamp, joined(status.stx_dev_major, status.stx_dev_minor));
+    stamp = mixed(stamp, status.stx_ino);
+    return stamp != 0 ? stamp : 1;
+}
+
 }  // namespace
 
 std::uint32_t attributesOfMode(mode_t mode) noexcept {
@@ -55,7 +77,13 @@ platform::FileFacts factsOf(const struct statx& status) noexcept {
             ? fileTime(status.stx_btime)
             : std::min({facts.accessTime, facts.modifiedTime, fileTime(status.stx_ctime)});
     facts.size = status.stx_size;
+    facts.changeStamp = (status.stx_mask & STATX_CTIME) != 0 ? stampOf(status) : 0;
     return facts;
+}
+
+bool isSettled(const struct statx& status, const struct timespec& now) noexcept {
+    constexpr std::int64_t kSettlingSeconds = 3;
+    return status.stx_ctime.tv_sec + kSettlingSeconds <= now.tv_sec;
 }
 
 }  // namespace lathwind::posix

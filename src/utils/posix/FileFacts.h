@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <sys/stat.h>
 
 #include "utils/platform/Files.h"
@@ -21,8 +22,16 @@ mode_t modeWithAttributes(mode_t mode, std::uint32_t attributes) noexcept;
 // Units of 100 ns since 1601-01-01; 0 for a time before.
 std::uint64_t fileTime(std::int64_t seconds, std::uint32_t nanoseconds) noexcept;
 
+// The stamp is made of the change time, which no program can set, and of what tells one object from
+// another that has taken its name: device and inode, owner, group and mode.
+//
 // The creation time is the birth time where the file system keeps one, otherwise the earliest of
 // the others: the file was there by then.
 platform::FileFacts factsOf(const struct statx& status) noexcept;
+
+// Did the object last change well before `now`, so that a later change has another change time? The
+// coarsest file systems count in steps of two seconds. A change time in the future is of a clock
+// other than ours, and no.
+bool isSettled(const struct statx& status, const struct timespec& now) noexcept;
 
 }  // namespace lathwind::posix

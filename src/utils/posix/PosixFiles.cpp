@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <optional>
@@ -402,6 +403,8 @@ public:
     ErrorCode survey(const std::wstring& path, std::uint32_t information,
                      platform::Survey& found) override {
         struct statx status;
+        struct timespec before {};
+        ::clock_gettime(CLOCK_REALTIME_COARSE, &before);  // the clock that stamps files
         int attributeNumber = 0;
         const ErrorCode code = paths().onExisting(path, [&](const char* bytes) {
             const int number = readStatus(bytes, status);
@@ -412,6 +415,9 @@ public:
         });
         if (code == error::Success) {
             found.facts = factsOf(status);
+            if (!isSettled(status, before)) {
+                found.facts.changeStamp = 0;
+            }
             found.security = std::make_unique<PosixSecurityDescriptor>(
                 Ownership{status.stx_uid, status.stx_gid, status.stx_mode & kPermissions},
                 information);
