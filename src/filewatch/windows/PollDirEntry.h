@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "filewatch/FileAttributes.h"
+#include "filewatch/windows/PollEntry.h"
+
+namespace lathwind {
+
+// A folder on a polling list, or a path with masks, where a folder may come to be.
+class PollDirEntry : public PollEntry {
+public:
+    PollDirEntry(bool monitorAccessTime, std::int32_t recursionLevel) noexcept
+        : PollEntry(monitorAccessTime), recursionLevel_(recursionLevel) {}
+
+    // The number of folder levels below which its masks hold: 1 is the folder alone.
+    std::int32_t GetRecursionLevel() const override { return recursionLevel_; }
+    void SetRecursionLevel(std::int32_t level) override { recursionLevel_ = level; }
+    // Of the files in it those that are watched.
+    const std::set<std::wstring>& GetMasks() const override { return masks_; }
+    void AddMask(const std::wstring& mask) override { masks_.insert(mask); }
+    // The folder as it last was; null where there was none. A file's last state is its entity's.
+    const FileAttributes* GetSnapshot() const override { return snapshot_.get(); }
+    void SetSnapshot(std::unique_ptr<FileAttributes> snapshot) override {
+        snapshot_ = std::move(snapshot);
+    }
+    bool GetListAgain() const override { return listAgain_; }
+    void SetListAgain(bool value) override { listAgain_ = value; }
+
+private:
+    std::int32_t recursionLevel_;
+    // At first: what came between the listing that led here and the first snapshot is in neither.
+    bool listAgain_ = true;
+    std::set<std::wstring> masks_;
+    std::unique_ptr<FileAttributes> snapshot_;
+};
+
+}  // namespace lathwind

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "filewatch/windows/PollEntry.h"
+
+namespace lathwind {
+
+// The paths of one polling list, and which of its walks is next.
+//
+// Paths are lower case; a backslash at the end stands only behind a drive ("c:\").
+class PollList {
+public:
+    using Rows = std::map<std::wstring, std::unique_ptr<PollEntry>>;
+
+    // The path must not be on the list. Full looks are spread evenly over the walks.
+    PollEntry& Insert(const std::wstring& path, std::unique_ptr<PollEntry> entry) {
+        entry->SetPhase(nextPhase_++);
+        return *rows_.emplace(path, std::move(entry)).first->second;
+    }
+
+    Rows& GetRows() noexcept { return rows_; }
+    PollEntry* Find(const std::wstring& path) const {
+        const auto row = rows_.find(path);
+        return row == rows_.end() ? nullptr : row->second.get();
+    }
+    std::size_t size() const noexcept { return rows_.size(); }
+    std::uint32_t TakeWalkNumber() noexcept { return walk_++; }
+
+private:
+    Rows rows_;
+    std::uint32_t walk_ = 0;  // wraps; the period of full looks divides its range
+    std::uint32_t nextPhase_ = 0;
+};
+
+}  // namespace lathwind
