@@ -4,9 +4,9 @@
 #include <string_view>
 #include <utility>
 
-#include "utils/FileIO.h"
 #include "utils/Logging.h"
 #include "utils/Text.h"
+#include "utils/platform/PlatformFactory.h"
 
 namespace lathwind {
 
@@ -14,23 +14,10 @@ namespace {
 
 constexpr ModuleId kModule = ModuleId::FilewatchCollector;
 
-// The known name that shares most leading units with a path. A name need not be a prefix of it.
-struct BestName {
-    std::wstring name;
-    std::size_t shared = 0;
-
-    // The first one of a count stands.
-    void consider(const MountState& state, std::wstring_view path) {
-        for (const std::wstring& known : state.knownNames) {
-            const auto end = std::mismatch(known.begin(), known.end(), path.begin(), path.end());
-            const auto count = static_cast<std::size_t>(end.first - known.begin());
-            if (count > shared) {
-                name = known;
-                shared = count;
-            }
-        }
-    }
-};
+std::size_t countShared(std::wstring_view first, std::wstring_view second) {
+    const auto end = std::mismatch(first.begin(), first.end(), second.begin(), second.end());
+    return static_cast<std::size_t>(end.first - first.begin());
+}
 
 }  // namespace
 
@@ -81,35 +68,48 @@ void MountState::Merge() {
     reportedSpecs.clear();
 }
 
-MountInfo* MountManager::FindMount(const std::wstring& path, bool exactOnly) const {
-    if (FileIO::IsUncPath(path)) {
-        return nullptr;
+MountManager::MountManager() : lock_(platformFactory.createLock()) {}
+
+MountManager::Mounts MountManager::GetMounts() const {
+    const ScopedLock guard(*lock_);
+    return mounts_;
+}
+
+MountManager::States MountManager::GetStates() const {
+    const ScopedLock guard(*lock_);
+    return states_;
+}
+
+MountManager::Refreshment MountManager::BeginRefresh() {
+    const ScopedLock guard(*lock_);
+    return {mounts_, ++begun_};
+}
+
+void MountManager::EndRefresh(Refreshment refreshed) {
+    const ScopedLock guard(*lock_);
+    if (refreshed.number > installed_) {
+        mounts_ = std::move(refreshed.mounts);
+        installed_ = refreshed.number;
     }
-    MountInfo* longest = nullptr;
-    std::size_t length = 0;
-    for (const auto& mount : mounts_) {
-        for (const std::wstring* name : {&mount->GetMountPoint(), &mount->GetMountPath()}) {
-            if (*name == path) {
-                return mount.get();
-            }
-            if (!exactOnly && name->size() > length && path.starts_with(*name)) {
-                longest = mount.get();
-                length = name->size();
-            }
-        }
-    }
-    return longest;
+}
+
+std::shared_ptr<const MountInfo> MountManager::FindMount(const std::wstring& path,
+                                                         bool exactOnly) const {
+    const ScopedLock guard(*lock_);
+    return FindAmong(mounts_, path, exactOnly);
 }
 
 void MountManager::AddMountState(const std::wstring& path, std::int32_t stateId) {
+    const ScopedLock guard(*lock_);
     MountState& state = states_[stateId];
-    if (const MountInfo* mount = FindMount(path, false)) {
+    if (const auto mount = FindAmong(mounts_, path, false)) {
         state.addedNames.insert(mount->GetMountPoint());
         state.Merge();
     }
 }
 
 void MountManager::EndWalk(std::int32_t listId) {
+    const ScopedLock guard(*lock_);
     if (listId == kAllStates) {
         for (auto& [id, state] : states_) {
             state.Merge();
@@ -119,27 +119,43 @@ void MountManager::EndWalk(std::int32_t listId) {
     }
 }
 
+MountManager::Known MountManager::FindKnown(const std::wstring& path, std::int32_t listId) {
+    Known best;
+    // The first name of a count stands. A name need not be a prefix of the path.
+    const auto consider = [&](const MountState& state) {
+        for (const std::wstring& name : state.knownNames) {
+            if (const std::size_t shared = countShared(name, path); shared > best.shared) {
+                best.name = name;
+                best.shared = shared;
+            }
+        }
+    };
+    if (listId != kAllStates) {
+        consider(states_[listId]);
+        best.stateId = listId;
+        return best;
+    }
+    // The findings go to the last state, whichever held the name: a walk over all states ends with
+    // a merge of all of them.
+    for (const auto& [id, state] : states_) {
+        consider(state);
+        best.stateId = id;
+    }
+    return best;
+}
+
 MountManager::PendingAction MountManager::GetPendingAction(const std::wstring& path,
                                                            std::int32_t listId) {
     const std::wstring folded = toLower(path);
-    const MountInfo* mount = FindMount(folded, false);
-    bool ready = mount != nullptr && mount->IsMediaReady();
-
-    MountState* state = nullptr;
-    BestName best;
-    if (listId == kAllStates) {
-        // The findings go to the last state, whichever held the name: a walk over all states ends
-        // with a merge of all of them.
-        for (auto& [id, each] : states_) {
-            best.consider(each, folded);
-            state = &each;
-        }
-    } else {
-        state = &states_[listId];
-        best.consider(*state, folded);
+    Known best;
+    std::shared_ptr<const MountInfo> mount;
+    {
+        const ScopedLock guard(*lock_);
+        mount = FindAmong(mounts_, folded, false);
+        best = FindKnown(folded, listId);
     }
+    bool ready = mount != nullptr && mount->IsMediaReady();
     bool known = best.shared > 0;
-
     if (known && ready) {
         const std::size_t point = mount->GetMountPoint().size();
         if (point < best.name.size()) {
@@ -155,26 +171,29 @@ MountManager::PendingAction MountManager::GetPendingAction(const std::wstring& p
     PendingAction pending;
     pending.action = known ? FileAction::Unmount : FileAction::Mount;
     pending.spec = specFinder_ != nullptr ? specFinder_->FindSpec(folded, listId) : nullptr;
-    pending.alreadyReported = true;
-    if (pending.spec != nullptr) {
-        const std::wstring tag = pending.spec->GetDirectory() + pending.spec->GetMask();
-        if (!tag.empty()) {
-            pending.alreadyReported = state != nullptr && !state->reportedSpecs.insert(tag).second;
-        }
+    const std::wstring tag =
+        pending.spec != nullptr ? pending.spec->GetDirectory() + pending.spec->GetMask() : L"";
+    pending.alreadyReported = tag.empty();
+    if (!best.stateId.has_value()) {
+        return pending;
     }
-    if (state != nullptr) {
-        if (pending.action == FileAction::Unmount) {
-            state->removedNames.insert(best.name);
-        } else {
-            state->addedNames.insert(mount->GetMountPoint());
-        }
+    const ScopedLock guard(*lock_);
+    MountState& state = states_[*best.stateId];
+    if (!tag.empty()) {
+        pending.alreadyReported = !state.reportedSpecs.insert(tag).second;
+    }
+    if (pending.action == FileAction::Unmount) {
+        state.removedNames.insert(best.name);
+    } else {
+        state.addedNames.insert(mount->GetMountPoint());
     }
     return pending;
 }
 
 void MountManager::WriteObject(std::ostream& stream) {
-    Write(stream, static_cast<std::uint32_t>(states_.size()));
-    for (const auto& [id, state] : states_) {
+    const States states = GetStates();
+    Write(stream, static_cast<std::uint32_t>(states.size()));
+    for (const auto& [id, state] : states) {
         Write(stream, id);
         Write(stream, static_cast<std::int32_t>(state.knownNames.size()));
         for (const std::wstring& name : state.knownNames) {
@@ -193,12 +212,15 @@ void MountManager::ReadObject(std::istream& stream) {
         std::int32_t nameCount = 0;
         Read(stream, id);
         Read(stream, nameCount);
-        MountState& state = states_[id];
+        std::set<std::wstring> names;
         for (; nameCount > 0; --nameCount) {
             std::wstring name;
             ReadTString(stream, name);
-            state.addedNames.insert(std::move(name));
+            names.insert(std::move(name));
         }
+        const ScopedLock guard(*lock_);
+        MountState& state = states_[id];
+        state.addedNames.merge(names);
         state.Merge();
     }
 }
@@ -206,11 +228,11 @@ void MountManager::ReadObject(std::istream& stream) {
 void MountManager::ShowInfo() const {
     debugLog(kModule, L"-------------- MountManager::ShowInfo called --------------");
     debugLog(kModule, L"\nCurrent Mount information...");
-    for (const auto& mount : mounts_) {
+    for (const auto& mount : GetMounts()) {
         mount->ShowInfo();
     }
     debugLog(kModule, L"\nMount State information... ");
-    for (const auto& [id, state] : states_) {
+    for (const auto& [id, state] : GetStates()) {
         debugLog(kModule, L"\nMount State ID: %d", id);
         debugLog(kModule, L"\nCurrently known Mount List...");
         for (const std::wstring& name : state.knownNames) {

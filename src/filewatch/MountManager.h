@@ -4,13 +4,16 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "events/FileAction.h"
 #include "filewatch/WatchedPathSpec.h"
+#include "utils/FileIO.h"
 #include "utils/Serializable.h"
+#include "utils/platform/Threading.h"
 
 namespace lathwind {
 
@@ -26,7 +29,8 @@ enum class MountType : std::int32_t {
 
 const wchar_t* mountTypeName(MountType type) noexcept;
 
-// One mounted volume.
+// One mounted volume. Nothing changes in it once a manager has it in its table: those who found it
+// may keep it and read it while another refresh is under way.
 class MountInfo {
 public:
     // Bit numbers. Bits 0, 1 and 9 have no meaning.
@@ -35,10 +39,9 @@ public:
 
     MountInfo(std::wstring mountPoint, std::wstring mountPath, MountType type, std::uint32_t mask);
     virtual ~MountInfo() = default;
-    MountInfo(const MountInfo&) = delete;
     MountInfo& operator=(const MountInfo&) = delete;
 
-    virtual void Refresh() = 0;     // asks the platform anew
+    virtual void Refresh() = 0;     // asks the platform anew; before the manager has it
     virtual void ShowInfo() const;  // two debug lines
 
     const std::wstring& GetMountPoint() const noexcept { return mountPoint_; }  // "c:\", lower case
@@ -53,6 +56,8 @@ public:
     std::uint32_t GetSerialNumber() const noexcept { return serialNumber_; }
 
 protected:
+    MountInfo(const MountInfo&) = default;
+
     std::wstring mountPoint_;
     std::wstring mountPath_;
     MountType mountType_;
@@ -80,11 +85,15 @@ struct MountState {
 // kept in the state file (docs/formats/mount-states.md), so that a volume that came or went while
 // nobody watched is recognised.
 //
-// No lock of its own: callers hold the lock of the lists they walk. No operation throws, other than
-// SerializeException out of the record. Paths are lower-case.
+// Any thread may call the operations: polling asks while the monitor's thread handles a mount. Both
+// tables have one lock, which is held over nothing else: not while a volume is asked, which may
+// take long, nor while a spec is looked up. No operation throws, other than SerializeException out
+// of the record. Paths are lower-case.
 class MountManager : public Serializable {
 public:
     static constexpr std::int32_t kAllStates = -1;
+    using Mounts = std::vector<std::shared_ptr<const MountInfo>>;
+    using States = std::map<std::int32_t, MountState>;
 
     // What a walk has to say about one path: None, Mount or Unmount. The spec is null where none
     // covers the path. One spec speaks up once a walk: alreadyReported is false the first time.
@@ -94,10 +103,12 @@ public:
         bool alreadyReported = false;
     };
 
-    MountManager() = default;
+    MountManager();
     MountManager(const MountManager&) = delete;
     MountManager& operator=(const MountManager&) = delete;
 
+    // The table of mounts anew. Others see the old one until all of the new one is there. Of two
+    // that overlap the one that began later counts.
     virtual void RefreshMounts() = 0;
     virtual bool HasVolumeInfo(const std::wstring& path) = 0;  // can the volume be read right now?
     virtual bool IsFatVolume(const std::wstring& path) = 0;
@@ -107,27 +118,73 @@ public:
     void ReadObject(std::istream& stream) override;
 
     // The mount whose point or path equals `path`, or else, unless `exactOnly`, the one that is its
-    // longest prefix. Null for a UNC path and where there is none. Owned by the manager, valid
-    // until the next RefreshMounts.
-    MountInfo* FindMount(const std::wstring& path, bool exactOnly) const;
+    // longest prefix. Null for a UNC path and where there is none.
+    std::shared_ptr<const MountInfo> FindMount(const std::wstring& path, bool exactOnly) const;
     // Makes the mount of `path` known to that list.
     void AddMountState(const std::wstring& path, std::int32_t stateId);
     // `listId` may be kAllStates: a look through every list.
     PendingAction GetPendingAction(const std::wstring& path, std::int32_t listId);
     void EndWalk(std::int32_t listId);
 
-    // Not owned; null (in a program that polls nothing) finds no spec.
+    // Not owned; null (in a program that polls nothing) finds no spec. To be set before other
+    // threads call.
     void SetSpecFinder(SpecFinder* finder) noexcept { specFinder_ = finder; }
 
-    const std::vector<std::unique_ptr<MountInfo>>& GetMounts() const noexcept { return mounts_; }
-    const std::map<std::int32_t, MountState>& GetStates() const noexcept { return states_; }
+    Mounts GetMounts() const;
+    States GetStates() const;
 
 protected:
-    std::vector<std::unique_ptr<MountInfo>> mounts_;
+    // What a refresh starts from and its number, which counts the refreshes.
+    struct Refreshment {
+        Mounts mounts;
+        std::uint64_t number = 0;
+    };
+    Refreshment BeginRefresh();
+    // Makes its mounts the table, unless a refresh that began later has ended already.
+    void EndRefresh(Refreshment refreshed);
+
+    template <class Pointer>  // to MountInfo
+    static Pointer FindAmong(const std::vector<Pointer>& mounts, const std::wstring& path,
+                             bool exactOnly);
 
 private:
-    std::map<std::int32_t, MountState> states_;
+    // The known name that shares most leading units with a path, and the state that takes the
+    // findings.
+    struct Known {
+        std::wstring name;
+        std::size_t shared = 0;
+        std::optional<std::int32_t> stateId;
+    };
+    Known FindKnown(const std::wstring& path, std::int32_t listId) REQUIRES(*lock_);
+
+    const std::unique_ptr<Lock> lock_;
+    Mounts mounts_ GUARDED_BY(*lock_);
+    States states_ GUARDED_BY(*lock_);
+    std::uint64_t begun_ GUARDED_BY(*lock_) = 0;      // refreshes
+    std::uint64_t installed_ GUARDED_BY(*lock_) = 0;  // number of the one that made the table
     SpecFinder* specFinder_ = nullptr;
 };
+
+template <class Pointer>
+Pointer MountManager::FindAmong(const std::vector<Pointer>& mounts, const std::wstring& path,
+                                bool exactOnly) {
+    if (FileIO::IsUncPath(path)) {
+        return nullptr;
+    }
+    Pointer longest;
+    std::size_t length = 0;
+    for (const Pointer& mount : mounts) {
+        for (const std::wstring* name : {&mount->GetMountPoint(), &mount->GetMountPath()}) {
+            if (*name == path) {
+                return mount;
+            }
+            if (!exactOnly && name->size() > length && path.starts_with(*name)) {
+                longest = mount;
+                length = name->size();
+            }
+        }
+    }
+    return longest;
+}
 
 }  // namespace lathwind

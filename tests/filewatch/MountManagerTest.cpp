@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sstream>
+#include <thread>
 
 #include "filewatch/MountManager.h"
 #include "support/Bytes.h"
@@ -32,9 +33,14 @@ public:
     }
 
     void mount(const std::wstring& point, bool ready = true, const std::wstring& path = L"") {
-        mounts_.push_back(std::make_unique<TestMount>(point, path.empty() ? point : path, ready));
+        Refreshment refreshed = BeginRefresh();
+        refreshed.mounts.push_back(
+            std::make_shared<TestMount>(point, path.empty() ? point : path, ready));
+        EndRefresh(std::move(refreshed));
     }
-    void unmountAll() { mounts_.clear(); }
+    void unmountAll() { EndRefresh({{}, BeginRefresh().number}); }
+    using MountManager::BeginRefresh;
+    using MountManager::EndRefresh;
     FileAction actionOf(const std::wstring& path, std::int32_t listId) {
         return GetPendingAction(path, listId).action;
     }
@@ -103,12 +109,24 @@ TEST(MountManager, FindMountTable) {
         {L"z:\\x", false, L"z:\\"},
     };
     for (const Row& row : rows) {
-        const MountInfo* mount = manager.FindMount(row.path, row.exactOnly);
+        const auto mount = manager.FindMount(row.path, row.exactOnly);
         ASSERT_EQ(mount != nullptr, row.point != nullptr) << ::testing::PrintToString(row.path);
         if (mount != nullptr) {
             EXPECT_EQ(mount->GetMountPoint(), row.point);
         }
     }
+}
+
+TEST(MountManager, TheRefreshThatBeganLastCounts) {
+    TestManager manager;
+    auto early = manager.BeginRefresh();
+    manager.mount(L"d:\\");  // begins and ends meanwhile
+    const auto kept = manager.FindMount(L"d:\\x", false);
+    manager.EndRefresh(std::move(early));
+    EXPECT_EQ(manager.FindMount(L"d:\\x", false), kept);
+    manager.unmountAll();
+    EXPECT_EQ(manager.FindMount(L"d:\\x", false), nullptr);
+    EXPECT_EQ(kept->GetMountPoint(), L"d:\\");  // as long as somebody has it
 }
 
 TEST(MountManager, PendingActionTable) {
@@ -214,6 +232,21 @@ TEST(MountManager, LookThroughAllStates) {
     // The removal is noted with the last state, not with the one that knows the name.
     EXPECT_TRUE(manager.GetStates().at(1).removedNames.empty());
     EXPECT_EQ(manager.GetStates().at(9).removedNames, std::set<std::wstring>{L"d:\\"});
+}
+
+// A look-up of specs may itself take locks, and come back to the manager.
+TEST(MountManagerThreads, LooksUpSpecsWithoutItsLock) {
+    class Curious : public TestManager {
+    public:
+        std::shared_ptr<const WatchedPathSpec> FindSpec(const std::wstring& path,
+                                                        std::int32_t listId) override {
+            std::thread([this] { EndWalk(7); }).join();
+            return TestManager::FindSpec(path, listId);
+        }
+    };
+    Curious manager;
+    manager.mount(L"d:\\");
+    EXPECT_EQ(manager.actionOf(L"d:\\data\\a.log", 7), FileAction::Mount);
 }
 
 TEST(MountManager, ShowInfoLines) {

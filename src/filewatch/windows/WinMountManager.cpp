@@ -79,6 +79,9 @@ WinMountInfo::WinMountInfo(std::wstring mountPoint, std::wstring mountPath, Moun
     : MountInfo(std::move(mountPoint), std::move(mountPath), type, mask),
       skipFloppies_(skipFloppies) {}
 
+WinMountInfo::WinMountInfo(const MountInfo& last, FloppyRule skipFloppies)
+    : MountInfo(last), skipFloppies_(skipFloppies) {}
+
 void WinMountInfo::Refresh() {
     if (platform::volumes().volumeName(mountPoint_, volumeName_) != error::Success) {
         volumeName_ = mountPoint_;
@@ -125,6 +128,7 @@ void WinMountInfo::RefreshType() {
 }
 
 void WinMountManager::RefreshMounts() {
+    Refreshment refreshed = BeginRefresh();
     std::vector<std::wstring> roots;
     if (platform::volumes().drives(roots) != error::Success) {
         return;  // nothing is known, which is not the same as no volumes
@@ -138,17 +142,23 @@ void WinMountManager::RefreshMounts() {
             addMountPoints(root, present);
         }
     }
-    std::erase_if(mounts_,
-                  [&](const auto& mount) { return !present.contains(mount->GetMountPoint()); });
+    std::vector<std::shared_ptr<MountInfo>> mounts;
+    for (const auto& last : refreshed.mounts) {
+        if (present.contains(last->GetMountPoint())) {
+            mounts.push_back(std::make_shared<WinMountInfo>(*last, skipFloppies_));
+        }
+    }
     for (const std::wstring& name : present) {
-        MountInfo* mount = FindMount(name, true);
+        auto mount = FindAmong(mounts, name, true);
         if (mount == nullptr) {
-            mounts_.push_back(
-                std::make_unique<WinMountInfo>(name, name, MountType::Unknown, 0, skipFloppies_));
-            mount = mounts_.back().get();
+            mount =
+                std::make_shared<WinMountInfo>(name, name, MountType::Unknown, 0, skipFloppies_);
+            mounts.push_back(mount);
         }
         mount->Refresh();
     }
+    refreshed.mounts.assign(mounts.begin(), mounts.end());
+    EndRefresh(std::move(refreshed));
 }
 
 bool WinMountManager::HasVolumeInfo(const std::wstring& path) {
@@ -159,7 +169,7 @@ bool WinMountManager::HasVolumeInfo(const std::wstring& path) {
 }
 
 bool WinMountManager::IsFatVolume(const std::wstring& path) {
-    const MountInfo* mount = FindMount(path, false);
+    const auto mount = FindMount(path, false);
     return mount != nullptr && mount->GetFileSystem().starts_with(L"FAT");
 }
 

@@ -15,6 +15,8 @@ class WinMountInfo : public MountInfo {
 public:
     WinMountInfo(std::wstring mountPoint, std::wstring mountPath, MountType type,
                  std::uint32_t mask, FloppyRule skipFloppies = IsFloppyPollingDisabled);
+    // With all that was known of the mount so far: a refresh need not learn everything.
+    WinMountInfo(const MountInfo& last, FloppyRule skipFloppies);
     void Refresh() override;
 
 private:
@@ -26,7 +28,7 @@ private:
 
 class WinMountManager : public MountManager {
 public:
-    explicit WinMountManager(FloppyRule skipFloppies = IsFloppyPollingDisabled) noexcept
+    explicit WinMountManager(FloppyRule skipFloppies = IsFloppyPollingDisabled)
         : skipFloppies_(skipFloppies) {}
 
     void RefreshMounts() override;
