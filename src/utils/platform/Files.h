@@ -123,6 +123,17 @@ public:
     virtual ErrorCode removeDirectory(const std::wstring& path) = 0;  // an empty one
     virtual ErrorCode resize(const std::wstring& path, std::uint64_t size) = 0;
 
+    // The path with the long name of each component in the place of a short one ("PROGRA~1"), where
+    // the system has such names. A path that does not exist gives the error of a query.
+    virtual ErrorCode longPath(const std::wstring& path, std::wstring& longForm) {
+        FileFacts facts;
+        const ErrorCode code = query(path, facts);
+        if (code == error::Success) {
+            longForm = path;
+        }
+        return code;
+    }
+
     // Calls `visit` for each entry that matches `pattern`: a folder, a backslash and a mask with
     // "*" and "?", or the path of one object. "." and ".." are among the entries where the system
     // gives them. The order is the system's. A false from `visit` ends the walk with Success. No

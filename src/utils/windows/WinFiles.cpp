@@ -91,6 +91,8 @@ public:
 
     ErrorCode resize(const std::wstring& path, std::uint64_t size) override;
 
+    ErrorCode longPath(const std::wstring& path, std::wstring& longForm) override;
+
     ErrorCode enumerate(const std::wstring& pattern, const Visitor& visit) override;
 
     ErrorCode currentDirectory(std::wstring& path) override;
@@ -168,6 +170,22 @@ ErrorCode WinFiles::resize(const std::wstring& path, std::uint64_t size) {
     end.QuadPart = static_cast<LONGLONG>(size);
     return resultOf(::SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) &&
                     ::SetEndOfFile(file.get()));
+}
+
+ErrorCode WinFiles::longPath(const std::wstring& path, std::wstring& longForm) {
+    std::wstring buffer(MAX_PATH, L'\0');
+    return onPath(path, [&](const wchar_t* name) {
+        DWORD length = ::GetLongPathNameW(name, buffer.data(), static_cast<DWORD>(buffer.size()));
+        if (length > buffer.size()) {  // what it needs
+            buffer.resize(length);
+            length = ::GetLongPathNameW(name, buffer.data(), length);
+        }
+        const bool isDone = length != 0 && length < buffer.size();
+        if (isDone) {
+            longForm.assign(buffer, 0, length);
+        }
+        return isDone;
+    });
 }
 
 ErrorCode WinFiles::enumerate(const std::wstring& pattern, const Visitor& visit) {
