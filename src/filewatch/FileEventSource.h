@@ -1,13 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "filewatch/FileNotificationInfo.h"
+#include "filewatch/SpecTable.h"
 #include "filewatch/WatchedPathSpec.h"
 #include "utils/LockingStore.h"
 #include "utils/QueueWarningLatch.h"
@@ -68,8 +68,10 @@ public:
     void SetMonitor(MonitorQueries* monitor) noexcept { monitor_ = monitor; }
     void SetMountManager(MountManager* mounts) noexcept { mounts_ = mounts; }
 
-    // True: the path is watched from now on.
+    // True: the path is watched from now on. False where it is watched already, and for what cannot
+    // be watched, with a warning. Both may take long: they list folders, and wait for polling.
     virtual bool AddFileToWatch(const WatchRequest& request) = 0;
+    // False when it was not watched.
     virtual bool RemoveFileToWatch(const WatchRequest& request) = 0;
     // Takes a spec out of those who watch, where `remaining` others of its key are left.
     virtual void RemoveFromWatchers(const WatchedPathSpec& spec, std::int32_t listId,
@@ -94,17 +96,31 @@ public:
     std::shared_ptr<const WatchedPathSpec> FindSpec(const std::wstring& path,
                                                     std::int32_t listId) override;
     bool IsCovered(const std::wstring& path, std::int32_t listId);
-    // Is the folder a virtual instance that could not be added?
+    // Is the folder that of a virtual instance, the part of its entry behind the token included,
+    // and could it not be added? In any case of letters, with or without a backslash behind it.
     bool IsExcluded(const std::wstring& directory, std::int32_t level);
 
     NotificationQueue& GetQueue() noexcept { return queue_; }
     MonitorQueries* GetMonitor() const noexcept { return monitor_; }
     MountManager* GetMountManager() const noexcept { return mounts_; }
 
+protected:
+    // GetNext waits, and Queue takes on, from the one to the other. As constructed they do.
+    void OpenQueue();
+    void CloseQueue();
+    Lock& ChangeLock() const RETURN_CAPABILITY(*changeLock_) { return *changeLock_; }
+    SpecTable& Specs() noexcept { return specs_; }
+
 private:
+    bool IsRelevant(FileNotificationInfo& notification);
+
     NotificationQueue queue_;
     MonitorQueries* monitor_ = nullptr;
     MountManager* mounts_ = nullptr;
+    SpecTable specs_;
+    const std::unique_ptr<Lock> changeLock_;
+    const std::unique_ptr<Lock> latchLock_;  // over the report of a push
+    std::atomic<bool> isClosed_{false};
 };
 
 // The one of this platform. A program or a test may put another in its place.

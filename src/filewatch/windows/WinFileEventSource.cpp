@@ -1,0 +1,326 @@
+#include "filewatch/windows/WinFileEventSource.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "filewatch/VirtualPath.h"
+#include "filewatch/VirtualPathSpec.h"
+#include "filewatch/windows/WinPathMapping.h"
+#include "utils/FileIO.h"
+#include "utils/Logging.h"
+#include "utils/Text.h"
+#include "utils/platform/PlatformFactory.h"
+
+namespace lathwind {
+namespace {
+
+constexpr auto kModule = ModuleId::FilewatchCollector;
+constexpr int kNotValidId = 286;         // FWC_0017
+constexpr int kInvalidPathId = 287;      // FWC_0018
+constexpr int kFolderMaskId = 342;       // FWC_0019
+constexpr std::size_t kPathLimit = 260;  // with the terminating zero
+
+bool hasWildcard(std::wstring_view text) {
+    return text.find_first_of(L"*?") != std::wstring_view::npos;
+}
+
+// A path that begins with a drive or a backslash: absolute, or as good as.
+bool beginsAtRoot(std::wstring_view path) {
+    return path.size() > 1 && (path[1] == L':' || path[1] == L'\\');
+}
+
+std::shared_ptr<const WatchedPathSpec> makeSpec(std::wstring path, const WatchRequest& request) {
+    if (request.virtualEntry.empty()) {
+        return std::make_shared<WatchedPathSpec>(std::move(path), request.recursionLevel,
+                                                 request.monitorAccessTime);
+    }
+    return std::make_shared<VirtualPathSpec>(std::move(path), request.recursionLevel,
+                                             request.monitorAccessTime, request.virtualEntry);
+}
+
+// The folder with long names, lower case; as it is where it cannot be asked about.
+std::wstring longFolder(const std::wstring& folder) {
+    std::wstring longForm;
+    auto code = platform::files().longPath(MapToRealPath(folder), longForm);
+    if (code == platform::error::Success && longForm.size() >= kPathLimit) {
+        code = platform::error::FilenameTooLong;
+    }
+    if (code != platform::error::Success) {
+        debugLog(kModule, L"GetLongPathName failed for %ls: %ls", folder,
+                 platform::host().errorText(code));
+        return folder;
+    }
+    return MapToWatchedPath(toLower(longForm));
+}
+
+// Paths that the platform lists, as they are watched: lower case.
+std::vector<std::wstring> asWatched(std::vector<std::wstring> paths) {
+    for (std::wstring& path : paths) {
+        path = MapToWatchedPath(toLower(path));
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+std::vector<std::wstring> listFolders(const std::wstring& folder, std::int32_t level) {
+    std::vector<std::wstring> folders;
+    FileIO::ListDirectories(folders, MapToRealPath(folder),
+                            static_cast<std::uint32_t>(std::max(level, 0)));
+    return asWatched(std::move(folders));
+}
+
+std::vector<std::wstring> listFiles(const WatchedPathSpec& spec) {
+    std::vector<std::wstring> files;
+    FileIO::ListFiles(files, MapToRealPath(spec.GetDirectory()), spec.GetMask(), true,
+                      static_cast<std::uint32_t>(std::max(spec.GetRecursionLevel(), 0)));
+    return asWatched(std::move(files));
+}
+
+}  // namespace
+
+std::unique_ptr<FileEventSource> CreateFileEventSource() {
+    return std::make_unique<WinFileEventSource>();
+}
+
+WinFileEventSource::WinFileEventSource() : polling_(*this) {}
+
+WinFileEventSource::~WinFileEventSource() = default;
+
+void WinFileEventSource::Start() {
+    OpenQueue();
+    polling_.Start();
+    if (GetMonitor() != nullptr) {
+        realTime_.SetInterface(GetMonitor()->GetStartedFilter());
+    }
+}
+
+void WinFileEventSource::Stop() {
+    polling_.Stop();
+    realTime_.SetInterface(nullptr);
+    CloseQueue();
+}
+
+void WinFileEventSource::SetPollingIntervals(const std::set<std::int32_t>& listIds) {
+    polling_.SetPollingIntervals(listIds);
+}
+
+std::uint32_t WinFileEventSource::GetNotificationCount() const {
+    return polling_.GetNotificationCount();
+}
+
+std::size_t WinFileEventSource::GetPolledCount() const {
+    return polling_.GetPolledCount();
+}
+
+// ---- Adding
+
+bool WinFileEventSource::AddFileToWatch(const WatchRequest& request) {
+    const ScopedLock guard(ChangeLock());
+    Specs().AddList(request.listId);
+    if (!request.virtualEntry.empty()) {
+        return AddSpec(request);
+    }
+    if (PathHasVirtualTag(request.path)) {
+        return AddVirtual(request);
+    }
+    return hasWildcard(request.path) ? AddSpec(request) : AddPlain(request);
+}
+
+// The root is watched for instances that come and go, and each instance that is there like an entry
+// with a mask. The instances are listed when the root is watched already, so that none is missed.
+bool WinFileEventSource::AddVirtual(const WatchRequest& request) {
+    const VirtualPathSpec entry(request.path, request.recursionLevel, request.monitorAccessTime,
+                                request.path);
+    WatchRequest each = request;
+    each.path = entry.GetRoot() + L'*';
+    each.recursionLevel = 1;
+    each.monitorAccessTime = false;
+    each.virtualEntry = request.path;
+    const WatchedPathSpec instances(each.path, 1, false);
+    if (!AddSpec(each)) {
+        return false;
+    }
+    each.recursionLevel = request.recursionLevel;
+    each.monitorAccessTime = request.monitorAccessTime;
+    for (const std::wstring& instance : listFolders(instances.GetDirectory(), 1)) {
+        if (!instances.Matches(instance)) {
+            continue;  // the token is a part of the folder's name
+        }
+        const std::wstring folder = instance + L'\\' + entry.GetTail();
+        each.path = folder + entry.GetMask();
+        if (!AddSpec(each)) {
+            Specs().Exclude(folder, request.path, request.listId);
+        }
+    }
+    return true;
+}
+
+bool WinFileEventSource::AddPlain(const WatchRequest& request) {
+    if (Specs().HasKey(request.path, request.listId)) {
+        return false;
+    }
+    if (!beginsAtRoot(request.path)) {
+        logCatalogued(Severity::Warning, kModule, kInvalidPathId, request.path);
+        return false;
+    }
+    const WatchedPathSpec written(request.path, 1, request.monitorAccessTime);
+    // The filter knows the folder by its long name. Those who watch are given the path as it is
+    // configured, since that is the entity's.
+    const auto spec = std::make_shared<WatchedPathSpec>(
+        longFolder(written.GetDirectory()) + written.GetMask(), 1, request.monitorAccessTime);
+    Specs().Insert(request.path, spec, request.listId);
+    if (!IsWatchedInRealTime(*spec, request.path, 1, request)) {
+        polling_.AddToList({request.path, 0, request.monitorAccessTime, request.listId, {}});
+    }
+    return true;
+}
+
+bool WinFileEventSource::AddSpec(const WatchRequest& request) {
+    if (!Specs().HasList(request.listId)) {
+        return false;
+    }
+    const auto written = makeSpec(request.path, request);
+    const std::wstring& writtenFolder = written->GetDirectory();
+    const auto known = longFolders_.find(writtenFolder);
+    if (Specs().HasRow(known == longFolders_.end() ? writtenFolder : known->second, *written,
+                       request.listId)) {
+        debugLog(kModule, L"%ls is already being watched", request.path);
+        return false;
+    }
+    if (!beginsAtRoot(writtenFolder)) {
+        logCatalogued(Severity::Warning, kModule, kNotValidId, request.path);
+        return false;
+    }
+    const std::wstring folder = longFolder(writtenFolder);
+    if (hasWildcard(folder)) {
+        logCatalogued(Severity::Warning, kModule, kFolderMaskId, request.path, folder,
+                      request.recursionLevel);
+        return false;
+    }
+    auto spec = written;
+    if (folder != writtenFolder) {
+        longFolders_[writtenFolder] = folder;
+        spec = makeSpec(folder + written->GetMask(), request);
+    }
+    Specs().Insert(folder, spec, request.listId);
+    if (!IsWatchedInRealTime(*spec, spec->GetFullPath(), spec->GetRecursionLevel(), request)) {
+        PollFolder(*spec, request.listId);
+    }
+    return true;
+}
+
+bool WinFileEventSource::IsWatchedInRealTime(const WatchedPathSpec& spec, const std::wstring& path,
+                                             std::int32_t level, const WatchRequest& request) {
+    if (request.notRealTime) {
+        return false;
+    }
+    return realTime_.AddFileToWatch(path, level, spec.GetMonitorAccessTime()) ||
+           (GetMonitor() != nullptr && GetMonitor()->IsIPSFilterWatchingFile(path, request.listId));
+}
+
+// A folder is on its list, with the snapshot that it gets there, before what lies in it is listed:
+// what comes later changes the folder, and the next walk looks into it.
+void WinFileEventSource::PollFolder(const WatchedPathSpec& spec, std::int32_t listId) {
+    const std::wstring& top = spec.GetDirectory();
+    const std::int32_t level = spec.GetRecursionLevel();
+    const bool accessTime = spec.GetMonitorAccessTime();
+    polling_.AddToList({top, level, accessTime, listId, spec.GetMask()});
+    const std::vector<std::wstring> folders = listFolders(top, level);
+    for (const std::wstring& folder : folders) {
+        const auto depth = std::count(folder.begin() + static_cast<std::ptrdiff_t>(top.size()),
+                                      folder.end(), L'\\') +
+                           1;
+        polling_.AddToList(
+            {folder, level - static_cast<std::int32_t>(depth), accessTime, listId, spec.GetMask()});
+    }
+    for (const std::wstring& file : listFiles(spec)) {
+        if (!std::binary_search(folders.begin(), folders.end(), file)) {
+            polling_.AddToList({file, 0, accessTime, listId, {}});
+        }
+    }
+}
+
+// ---- Removing
+
+bool WinFileEventSource::RemoveFileToWatch(const WatchRequest& request) {
+    const ScopedLock guard(ChangeLock());
+    bool isRemoved = false;
+    if (!request.virtualEntry.empty()) {
+        isRemoved = RemoveMasked(request);
+    } else if (PathHasVirtualTag(request.path)) {
+        isRemoved = RemoveVirtual(request);
+    } else {
+        isRemoved = hasWildcard(request.path) ? RemoveMasked(request) : RemovePlain(request);
+    }
+    Specs().EraseListIfEmpty(request.listId);
+    return isRemoved;
+}
+
+bool WinFileEventSource::RemovePlain(const WatchRequest& request) {
+    const WatchedPathSpec spec(request.path, 1, request.monitorAccessTime);
+    const auto removed = Specs().Remove(request.path, &spec, request.listId);
+    if (removed.remaining == 0 && !IsCovered(request.path, request.listId)) {
+        polling_.RemoveFromList(request.path, request.listId);
+    }
+    if (realTime_.IsActive() && !request.notRealTime) {
+        const WatchedPathSpec& watched = removed.spec != nullptr ? *removed.spec : spec;
+        realTime_.RemoveFileToWatch(request.path, 1, watched.GetMonitorAccessTime());
+    }
+    return removed.spec != nullptr;
+}
+
+bool WinFileEventSource::RemoveMasked(const WatchRequest& request) {
+    const auto written = makeSpec(request.path, request);
+    const auto known = longFolders_.find(written->GetDirectory());
+    if (known == longFolders_.end()) {
+        return RemoveSpecOf(*written, request);
+    }
+    const bool isRemoved =
+        RemoveSpecOf(*makeSpec(known->second + written->GetMask(), request), request);
+    if (!Specs().HasKey(known->second, request.listId)) {
+        longFolders_.erase(known);
+    }
+    return isRemoved;
+}
+
+bool WinFileEventSource::RemoveVirtual(const WatchRequest& request) {
+    auto specs = Specs().GetVirtualRows(request.path, request.listId);
+    // The root comes first: nothing is to be taken for a new instance meanwhile. Its folder is the
+    // shortest.
+    std::stable_sort(specs.begin(), specs.end(), [](const auto& first, const auto& second) {
+        return first->GetDirectory().size() < second->GetDirectory().size();
+    });
+    for (const auto& spec : specs) {
+        RemoveSpecOf(*spec, request);
+    }
+    Specs().ForgetExclusions(request.path, request.listId);
+    return !specs.empty();
+}
+
+bool WinFileEventSource::RemoveSpecOf(const WatchedPathSpec& spec, const WatchRequest& request) {
+    const auto removed = Specs().Remove(spec.GetDirectory(), &spec, request.listId);
+    // With the level and the flag under which it was added.
+    RemoveFromWatchers(removed.spec != nullptr ? *removed.spec : spec, request.listId,
+                       request.notRealTime, removed.remaining);
+    return removed.spec != nullptr;
+}
+
+void WinFileEventSource::RemoveFromWatchers(const WatchedPathSpec& spec, std::int32_t listId,
+                                            bool notRealTime, std::size_t remaining) {
+    debugLog(kModule,
+             L"WinFileEventSource::RemoveFileToWatch() FileName : %s GetRecursionLevel %d "
+             L"GetMonitorAccessTime %d",
+             spec.GetFullPath(), spec.GetRecursionLevel(), spec.GetMonitorAccessTime());
+    if (remaining == 0 && !IsCovered(spec.GetDirectory(), listId)) {
+        polling_.RemoveWildCardFileToWatch({spec.GetDirectory(), spec.GetRecursionLevel(),
+                                            spec.GetMonitorAccessTime(), listId, spec.GetMask()},
+                                           true);
+    }
+    if (realTime_.IsActive() && !notRealTime) {
+        realTime_.RemoveFileToWatch(spec.GetFullPath(), spec.GetRecursionLevel(),
+                                    spec.GetMonitorAccessTime());
+    }
+}
+
+}  // namespace lathwind
