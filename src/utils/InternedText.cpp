@@ -1,0 +1,123 @@
+// A set of counted nodes under one lock. Only the step from one holder to none takes the lock: a
+// look-up, which also holds it, thus never finds a node that is about to go.
+#include "utils/InternedText.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <unordered_set>
+
+#include "utils/platform/PlatformFactory.h"
+
+namespace lathwind {
+
+namespace detail {
+
+struct TextNode {
+    explicit TextNode(std::wstring_view value) : text(value) {}
+
+    const std::wstring text;
+    mutable std::atomic<std::uint32_t> holders{0};
+};
+
+}  // namespace detail
+
+namespace {
+
+using detail::TextNode;
+
+std::wstring_view textOf(const TextNode& node) noexcept {
+    return node.text;
+}
+std::wstring_view textOf(std::wstring_view text) noexcept {
+    return text;
+}
+
+struct TextHash {
+    using is_transparent = void;
+    template <class T>
+    std::size_t operator()(const T& value) const noexcept {
+        return std::hash<std::wstring_view>()(textOf(value));
+    }
+};
+
+struct TextEqual {
+    using is_transparent = void;
+    template <class First, class Second>
+    bool operator()(const First& first, const Second& second) const noexcept {
+        return textOf(first) == textOf(second);
+    }
+};
+
+class TextPool {
+public:
+    TextNode* hold(std::wstring_view text) {
+        const ScopedLock guard(*lock_);
+        auto found = nodes_.find(text);
+        if (found == nodes_.end()) {
+            found = nodes_.emplace(text).first;
+        }
+        found->holders.fetch_add(1, std::memory_order_relaxed);
+        // What the set must not see change is the text, and that is const.
+        return const_cast<TextNode*>(&*found);
+    }
+
+    void dropLast(TextNode* node) noexcept {
+        const ScopedLock guard(*lock_);
+        if (node->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            nodes_.erase(nodes_.find(std::wstring_view(node->text)));
+        }
+    }
+
+    std::size_t count() const {
+        const ScopedLock guard(*lock_);
+        return nodes_.size();
+    }
+
+private:
+    const std::unique_ptr<Lock> lock_ = platformFactory.createLock();
+    std::unordered_set<TextNode, TextHash, TextEqual> nodes_ GUARDED_BY(*lock_);
+};
+
+// Never destroyed: static objects may hold texts to the end of the process.
+TextPool& pool() {
+    static TextPool* const texts = std::make_unique<TextPool>().release();
+    return *texts;
+}
+
+}  // namespace
+
+InternedText::InternedText(std::wstring_view text)
+    : node_(text.empty() ? nullptr : pool().hold(text)) {}
+
+InternedText::InternedText(const InternedText& other) noexcept : node_(other.node_) {
+    if (node_ != nullptr) {
+        node_->holders.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+InternedText::~InternedText() {
+    if (node_ == nullptr) {
+        return;
+    }
+    std::uint32_t holders = node_->holders.load(std::memory_order_relaxed);
+    while (holders > 1) {
+        if (node_->holders.compare_exchange_weak(holders, holders - 1, std::memory_order_release,
+                                                 std::memory_order_relaxed)) {
+            return;
+        }
+    }
+    pool().dropLast(node_);
+}
+
+const std::wstring& InternedText::get() const noexcept {
+    static const std::wstring empty;
+    return node_ == nullptr ? empty : node_->text;
+}
+
+std::size_t countInternedTexts() {
+    return pool().count();
+}
+
+}  // namespace lathwind
