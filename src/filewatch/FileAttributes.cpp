@@ -21,12 +21,12 @@ constexpr std::size_t kFullRun = kShortRun + 4;
 
 FileAttributes::FileAttributes(std::wstring path) : path_(std::move(path)) {}
 
-void FileAttributes::WriteObject(std::ostream& stream) {
+void FileAttributes::WriteRecord(std::ostream& stream) const {
     WriteTString(stream, path_);
     std::array<std::byte, kFullRun> run;
     run[0] = static_cast<std::byte>(exists_);
     storeLittleEndian(&run[1], size_);
-    storeLittleEndian(&run[kShortRun], static_cast<std::uint32_t>(volumeKind_));
+    storeLittleEndian(&run[kShortRun], static_cast<std::uint32_t>(volumeKind_.get()));
     Write(stream, run.data(), run.size());
 }
 
@@ -41,7 +41,7 @@ void FileAttributes::ReadObjectOfVersion(std::istream& stream, std::uint16_t ver
     Read(stream, run.data(), hasVolumeKind ? kFullRun : kShortRun);
     exists_ = run[0] != std::byte{0};
     size_ = loadLittleEndian<std::uint64_t>(&run[1]);
-    volumeKind_ = VolumeKind{loadLittleEndian<std::uint32_t>(&run[kShortRun])};
+    volumeKind_.set(VolumeKind{loadLittleEndian<std::uint32_t>(&run[kShortRun])});
     changeStamp_ = 0;
     if (stream.fail()) {
         throw SerializeException(L"Exception: FileAttributes::ReadObject", __LINE__,
@@ -51,7 +51,8 @@ void FileAttributes::ReadObjectOfVersion(std::istream& stream, std::uint16_t ver
 
 bool FileAttributes::WriteText(std::wostream& stream) const {
     return writeLine(stream, path_) && writeLine(stream, exists_ ? L"1" : L"0") &&
-           writeLine(stream, size_) && writeLine(stream, static_cast<std::uint32_t>(volumeKind_));
+           writeLine(stream, size_) &&
+           writeLine(stream, static_cast<std::uint32_t>(volumeKind_.get()));
 }
 
 bool FileAttributes::ReadText(std::wistream& stream) {
@@ -66,7 +67,7 @@ bool FileAttributes::ReadText(std::wistream& stream) {
     path_ = std::move(path);
     exists_ = exists == L"1";
     size_ = size;
-    volumeKind_ = VolumeKind{volumeKind};
+    volumeKind_.set(VolumeKind{volumeKind});
     return true;
 }
 

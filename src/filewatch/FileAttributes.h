@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
@@ -28,7 +29,8 @@ public:
     ~FileAttributes() override = default;
 
     // The newest layout.
-    void WriteObject(std::ostream& stream) override;
+    void WriteObject(std::ostream& stream) override { WriteRecord(stream); }
+    virtual void WriteRecord(std::ostream& stream) const;
     void ReadObject(std::istream& stream) override;
 
     virtual std::unique_ptr<FileAttributes> Clone() const = 0;
@@ -107,8 +109,8 @@ public:
     virtual bool RefreshAccessTime() = 0;
     // Replaces the modified time by that of `other`, a snapshot of the same kind.
     virtual void TakeModifiedTime(const FileAttributes& other) = 0;
-    virtual VolumeKind GetVolumeKind() = 0;  // classified once, then kept
-    virtual void Reset();                    // path and volume kind stay
+    virtual VolumeKind GetVolumeKind() const = 0;  // classified once, then kept
+    virtual void Reset();                          // path and volume kind stay
 
     const std::wstring& GetPath() const noexcept { return path_; }
     bool Exists() const noexcept { return exists_; }
@@ -125,8 +127,23 @@ protected:
     std::wstring path_;
     bool exists_ = false;
     std::uint64_t size_ = 0;
-    VolumeKind volumeKind_ = VolumeKind::Unknown;
     std::uint64_t changeStamp_ = 0;
+    // Found out when first asked for, also in a snapshot that several threads read.
+    class KnownKind {
+    public:
+        KnownKind() = default;
+        KnownKind(const KnownKind& other) noexcept { set(other.get()); }
+        KnownKind& operator=(const KnownKind& other) noexcept {
+            set(other.get());
+            return *this;
+        }
+        VolumeKind get() const noexcept { return kind_.load(std::memory_order_relaxed); }
+        void set(VolumeKind kind) noexcept { kind_.store(kind, std::memory_order_relaxed); }
+
+    private:
+        std::atomic<VolumeKind> kind_{VolumeKind::Unknown};
+    };
+    mutable KnownKind volumeKind_;
 };
 
 // Normalises and lower-cases `path` and takes a snapshot of it. An empty path gives a snapshot

@@ -101,12 +101,12 @@ std::unique_ptr<WatchedEntity> WatchedEntity::ReadEntityOfVersion(std::istream& 
 }
 
 void WatchedEntity::WriteObject(std::ostream& stream) {
-    attributes->WriteObject(stream);
+    attributes->WriteRecord(stream);
     Write(stream, digest.data(), digest.size());
 }
 
 void WatchedEntity::ReadObject(std::istream& stream) {
-    attributes->ReadObject(stream);
+    attributes.edit().ReadObject(stream);
     Read(stream, digest.data(), digest.size());
     if (stream.eof()) {
         throw SerializeException(L"Exception: WatchedEntity::ReadObject", __LINE__, kSource);
@@ -114,7 +114,7 @@ void WatchedEntity::ReadObject(std::istream& stream) {
 }
 
 void WatchedEntity::ReadObjectOfVersion(std::istream& stream, std::uint16_t version) {
-    attributes->ReadObjectOfVersion(stream, version);
+    attributes.edit().ReadObjectOfVersion(stream, version);
     Read(stream, digest.data(), stateVersion::hasSha256(version) ? digest.size() : kMd5Bytes);
 }
 

@@ -8,11 +8,11 @@
 
 #include "events/FileAction.h"
 #include "events/IDSEvent.h"
+#include "filewatch/OwnedSnapshot.h"
 #include "utils/Serializable.h"
 
 namespace lathwind {
 
-class FileAttributes;        // filewatch/FileAttributes.h
 class FileNotificationInfo;  // filewatch/FileNotificationInfo.h
 class LogFileProperties;     // filewatch/LogFileProperties.h
 class WatchedEntity;
@@ -63,6 +63,9 @@ public:
     // Takes the file's present state as the one to compare with. `clearSize` makes the file count
     // as empty. False when there was nothing to take a snapshot of.
     virtual bool InitializeEntity(bool clearSize) = 0;
+    // The same for an entity that was made just now, whose snapshot is fresh: the file is not
+    // looked at a second time.
+    virtual void BeginWatching(bool clearSize) = 0;
     // Completes a record of an older version from the live file; `makeDigest` hashes it anew.
     virtual bool UpdateEntity(bool makeDigest);
     // Takes the contents that a later diff compares with.
@@ -89,8 +92,10 @@ public:
     std::int32_t GetType() const { return type; }
     const std::wstring& GetVirtualName() const { return virtualName; }
     const Digest& GetDigest() const { return digest; }
-    FileAttributes& GetAttributes() { return *attributes; }
     const FileAttributes& GetAttributes() const { return *attributes; }
+    // The present snapshot, for good: it does not follow the entity's later changes, and any thread
+    // may read it. Nothing is copied.
+    std::shared_ptr<const FileAttributes> ShareAttributes() { return attributes.share(); }
 
 protected:
     WatchedEntity(const std::wstring& name, std::int32_t entityType,
@@ -111,7 +116,7 @@ protected:
     void SetEventFields(std::vector<std::wstring>& values, const FileAttributes* previous,
                         FileAction action, bool fromDriver) const;
 
-    std::unique_ptr<FileAttributes> attributes;  // never null
+    OwnedSnapshot attributes;
     std::int32_t type;
     Digest digest{};  // below version 9 an MD5 in the first 16 bytes
     std::wstring virtualName;

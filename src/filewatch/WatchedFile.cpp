@@ -52,20 +52,27 @@ bool WatchedFile::InitializeEntity(bool clearSize) {
     if (GetName().empty()) {
         return false;
     }
-    const bool taken = attributes->Initialize();
+    attributes.renew();
+    BeginWatching(clearSize);
+    return true;
+}
+
+void WatchedFile::BeginWatching(bool clearSize) {
     ClearDigest(digest.data());
-    UpdateEntity(checksumEnabled);
-    if (clearSize) {
-        attributes->SetSize(0);
+    PrepareDiff();
+    if (checksumEnabled && attributes->IsRegularFile()) {
+        MakeDigest();
     }
-    return taken;
+    if (clearSize) {
+        attributes.edit().SetSize(0);
+    }
 }
 
 bool WatchedFile::UpdateEntity(bool makeDigest) {
     if (GetName().empty()) {
         return false;
     }
-    const bool updated = attributes->Update();
+    const bool updated = attributes.edit().Update();
     PrepareDiff();
     if (makeDigest && attributes->IsRegularFile()) {
         MakeDigest();
@@ -78,7 +85,7 @@ void WatchedFile::MakeDigest() {
     if (!HashFileSha256(MapToRealPath(GetName()), digest.data())) {
         ClearDigest(digest.data());
     }
-    attributes->RefreshAccessTime();
+    attributes.edit().RefreshAccessTime();
 }
 
 const std::wstring& WatchedFile::GetDiffType() const {

@@ -23,6 +23,7 @@ public:
     ~WatchedFile() override;
 
     bool InitializeEntity(bool clearSize) override;
+    void BeginWatching(bool clearSize) override;
     // Owner, group and access list from the live file, the diff's baseline, and with `makeDigest`
     // the SHA-256 of the whole file; a file that cannot be read gets a zero digest.
     bool UpdateEntity(bool makeDigest) override;

@@ -54,7 +54,7 @@ bool WatchedFile::PrepareDiff() {
         return true;
     }
     module->isText(path, *diffState);
-    attributes->RefreshAccessTime();  // a look of our own, also at a file that has no diff
+    attributes.edit().RefreshAccessTime();  // a look of our own, also at a file that has no diff
     if (diffState->isBinary) {
         debugLog(ModuleId::FilewatchCollector, L"Disabling DIFF for binary file %ls", GetName());
         return true;
@@ -88,7 +88,7 @@ std::unique_ptr<ByteArray> WatchedFile::TakeContents(const std::wstring& path) {
     if (contents == nullptr) {
         return nullptr;
     }
-    attributes->RefreshAccessTime();
+    attributes.edit().RefreshAccessTime();
     diffState->tooBigReported = false;
     return std::exchange(diffState->contents, std::move(contents));
 }

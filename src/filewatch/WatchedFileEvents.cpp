@@ -107,7 +107,7 @@ private:
     }
 
     WatchedFile& file_;
-    std::unique_ptr<FileAttributes> previous_;
+    std::shared_ptr<const FileAttributes> previous_;
     FileAction action_ = FileAction::None;
     ChangeFacts facts_;
     std::wstring changeText_;
@@ -140,7 +140,7 @@ std::size_t WatchedFile::Analysis::ofNotification(EventList& events,
     addSecurity();
     if (hasDiff() && action_ == FileAction::Modified) {
         addDiff();
-        file_.attributes->RefreshAccessTime();
+        file_.attributes.edit().RefreshAccessTime();
     }
     const std::size_t count = action_ == FileAction::None ? 0 : report(events, note);
     file_.lastAction = static_cast<std::int32_t>(action_);
@@ -150,16 +150,15 @@ std::size_t WatchedFile::Analysis::ofNotification(EventList& events,
 // The filter's accesses are by far the most frequent hints: they cost one look at the file. An
 // added file was looked at when its entity was made, a renamed one is not there any more.
 void WatchedFile::Analysis::takeSnapshot(const FileNotificationInfo& note) {
-    auto& attributes = file_.attributes;
+    OwnedSnapshot& attributes = file_.attributes;
+    previous_ = attributes.share();
     facts_.isPolled = note.driverOperation == DriverOperation::None;
     if (note.driverOperation == DriverOperation::Accessed && action_ == FileAction::Accessed) {
-        previous_ = attributes->Clone();
-        facts_.exists = attributes->RefreshAccessTime();
+        facts_.exists = attributes.edit().RefreshAccessTime();
     } else if (action_ == FileAction::Added || action_ == FileAction::Renamed) {
-        previous_ = attributes->Clone();
         facts_.exists = attributes->Exists();
     } else {
-        previous_ = std::exchange(attributes, attributes->TakeNew());
+        attributes.renew();
         facts_.exists = attributes->Exists();
     }
     facts_.existed = previous_->Exists();
@@ -228,7 +227,7 @@ WatchedEntity::Digest WatchedFile::Analysis::hashFile() const {
         debugLog(kModule, L"SHA2 calculation failed for: %ls", file_.GetName());
         digest = {};
     }
-    file_.attributes->RefreshAccessTime();
+    file_.attributes.edit().RefreshAccessTime();
     return digest;
 }
 
@@ -291,14 +290,15 @@ std::size_t WatchedFile::Analysis::sinceLastRun(EventList& events, const Watched
     facts_.exists = current().Exists();
     facts_.isPolled = true;
     // With the present modified time: a file of which nothing else changed is to stay quiet.
-    previous_ = old.Clone();
-    previous_->TakeModifiedTime(current());
+    std::unique_ptr<FileAttributes> quiet = old.Clone();
+    quiet->TakeModifiedTime(current());
+    previous_ = std::move(quiet);
     if (facts_.existed == facts_.exists) {
         compareSince(old);
     }
     action_ = decideSinceLastRun(facts_);
     if (facts_.existed == facts_.exists) {
-        file_.attributes->RefreshAccessTime();
+        file_.attributes.edit().RefreshAccessTime();
     }
     if (file_.checksumEnabled && current().IsRegularFile()) {
         compareDigests(saved.GetDigest());
@@ -318,7 +318,7 @@ void WatchedFile::Analysis::compareSince(const FileAttributes& old) {
     if (!facts_.differs) {
         return;
     }
-    previous_->TakeModifiedTime(old);
+    previous_ = old.Clone();
     changeText_ =
         current().CompareToText(*previous_, comparesAccess(), nullptr, nullptr, monitored);
     facts_.differsBeyondAccess = monitored && differsBeyondAccess(true);

@@ -79,16 +79,20 @@ bool WatchedLogFile::IsServiceCsvLog(const std::wstring& path) {
 }
 
 bool WatchedLogFile::InitializeEntity(bool clearSize) {
-    const bool taken = attributes->Initialize();
+    attributes.renew();
+    BeginWatching(clearSize);
+    return true;
+}
+
+void WatchedLogFile::BeginWatching(bool clearSize) {
     if (clearSize) {
-        attributes->SetSize(0);
+        attributes.edit().SetSize(0);
     }
     if (!IsServiceCsvLog(GetName())) {
         offset = static_cast<std::uint32_t>(attributes->GetSize());
         debugLog(ModuleId::FilewatchCollector, L"Initializing the File Offset to %d on file: %ls",
                  offset, GetName());
     }
-    return taken;
 }
 
 void WatchedLogFile::WriteObject(std::ostream& stream) {
@@ -97,7 +101,7 @@ void WatchedLogFile::WriteObject(std::ostream& stream) {
     if (!HashFileSha256(MapToRealPath(GetName()), digest.data(), offset)) {
         ClearDigest(digest.data());
     }
-    attributes->RefreshAccessTime();
+    attributes.edit().RefreshAccessTime();
     WatchedEntity::WriteObject(stream);
     debugLog(ModuleId::FilewatchCollector,
              L"Writing the File Offset as %d on file: %ls Encoding is %ls", offset, GetName(),
@@ -162,7 +166,7 @@ void WatchedLogFile::ReadObjectOfFirstVersion(std::istream& stream) {
         offset = 0;
         ClearDigest(digest.data());
     }
-    attributes->RefreshAccessTime();
+    attributes.edit().RefreshAccessTime();
 }
 
 // Goes on where the log stood only if what was consumed is still there, byte for byte. Anything
@@ -184,7 +188,7 @@ void WatchedLogFile::CheckConsumedPart(bool digestIsMd5) {
         offset = 0;
         ClearDigest(digest.data());
     }
-    attributes->RefreshAccessTime();
+    attributes.edit().RefreshAccessTime();
 }
 
 }  // namespace lathwind

@@ -35,6 +35,7 @@ public:
     // A log starts at its present end, or at its start with `clearSize`; a log of the prevention
     // service keeps its offset.
     bool InitializeEntity(bool clearSize) override;
+    void BeginWatching(bool clearSize) override;
     // Reads the new lines, if the snapshot differs from the one of `saved`, the state before, or
     // if that had left some. One pass makes at most four fifths of the events that the queue
     // holds, and fewer of long lines; the rest is left to the next. `nameInEvents` is the

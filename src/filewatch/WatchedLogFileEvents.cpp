@@ -53,7 +53,7 @@ struct WatchedLogFile::Pass {
 std::size_t WatchedLogFile::ProcessNotification(EventList& events,
                                                 const FileNotificationInfo& note) {
     const WatchedLogFile saved(*this);
-    attributes->Initialize();
+    attributes.renew();
     lastAction = static_cast<std::int32_t>(note.action);
     if (note.action == FileAction::Deleted) {
         offset = 0;

@@ -71,7 +71,7 @@ bool WatchedLogFile::SeekOffset() {
     const std::int64_t size = files.tellStream(file.get());
     if (isAtEnd && size < offset) {
         offset = 0;
-        attributes->Initialize();
+        attributes.renew();
     }
     if (SeekLog(file.get(), offset, SEEK_SET)) {
         return true;

@@ -67,8 +67,7 @@ public:
         format_ = {isWide(), properties_.GetDelimiter(), false};
         create();
         open();
-        log_->SetOffset(0);
-        log_->GetAttributes().SetSize(0);
+        log_->InitializeEntity(true);
         changed_ = true;
     }
 

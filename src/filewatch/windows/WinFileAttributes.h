@@ -28,7 +28,7 @@ public:
 
     using FileAttributes::FileAttributes;
 
-    void WriteObject(std::ostream& stream) override;
+    void WriteRecord(std::ostream& stream) const override;
     // The layout is that of the version word at the start of `stream`, which must be able to seek.
     // Two seeks cost a file stream its buffer: a reader of a list that knows the version of its
     // file calls ReadObjectOfVersion.
@@ -62,7 +62,7 @@ public:
     bool SetReadOnly(std::uint32_t value) override;
     bool RefreshAccessTime() override;
     void TakeModifiedTime(const FileAttributes& other) override;
-    VolumeKind GetVolumeKind() override;
+    VolumeKind GetVolumeKind() const override;
     void Reset() override;
 
     FileTime GetCreationFileTime() const noexcept { return creationTime_; }

@@ -285,11 +285,11 @@ bool WinFileAttributes::RefreshAccessTime() {
     return true;
 }
 
-VolumeKind WinFileAttributes::GetVolumeKind() {
-    if (volumeKind_ == VolumeKind::Unknown) {
-        volumeKind_ = classify(MapToRealPath(path_));
+VolumeKind WinFileAttributes::GetVolumeKind() const {
+    if (volumeKind_.get() == VolumeKind::Unknown) {
+        volumeKind_.set(classify(MapToRealPath(path_)));
     }
-    return volumeKind_;
+    return volumeKind_.get();
 }
 
 bool WinFileAttributes::SetReadOnly(std::uint32_t value) {

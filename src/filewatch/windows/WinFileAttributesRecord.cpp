@@ -101,8 +101,8 @@ bool readMapLines(std::wistream& stream, Map& map) {
 
 }  // namespace
 
-void WinFileAttributes::WriteObject(std::ostream& stream) {
-    FileAttributes::WriteObject(stream);
+void WinFileAttributes::WriteRecord(std::ostream& stream) const {
+    FileAttributes::WriteRecord(stream);
     std::array<std::byte, FixedRun::size> run;
     storeLittleEndian(&run[FixedRun::attributes], attributes_);
     storeLittleEndian(&run[FixedRun::creationTime], creationTime_);
