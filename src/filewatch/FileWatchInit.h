@@ -35,6 +35,27 @@ public:
 // Was the event of a long operation's owner set?
 bool isStopRequested(Event& stop);
 
+// How far a walk over many paths has come. It looks at the stop event after each hundred.
+class WalkProgress {
+public:
+    explicit WalkProgress(Event* stop) noexcept : stop_(stop) {}  // may be null; not owned
+    // Counts one path. True when the walk is to end.
+    bool Count() {
+        constexpr std::size_t kPathsBetweenLooks = 100;
+        if (++count_ % kPathsBetweenLooks == 0 && stop_ != nullptr) {
+            isStopped_ = isStopRequested(*stop_);
+        }
+        return isStopped_;
+    }
+    std::size_t GetCount() const noexcept { return count_; }
+    bool IsStopped() const noexcept { return isStopped_; }
+
+private:
+    Event* stop_;
+    std::size_t count_ = 0;
+    bool isStopped_ = false;
+};
+
 // One change of what is watched. Copied into the queue and out of it.
 struct WorkItem {
     enum class Kind : std::int32_t {

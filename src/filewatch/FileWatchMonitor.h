@@ -19,6 +19,7 @@
 #include "filewatch/StateFile.h"
 #include "filewatch/WatchLists.h"
 #include "filewatch/WatchedEntity.h"
+#include "utils/Logging.h"
 #include "utils/QueueWarningLatch.h"
 #include "utils/platform/Threading.h"
 
@@ -107,7 +108,8 @@ public:
                       const std::wstring& process, Event& stop) override;
 
     // MonitorQueries.
-    LastKnownState GetAttributes(const std::wstring& path, std::int32_t listId) override;
+    LastKnownState GetAttributes(const std::wstring& path,
+                                 std::int32_t listId) override NO_THREAD_SAFETY_ANALYSIS;
     bool IsIPSFilterWatchingFile(const std::wstring& path, std::int32_t listId) override;
     IPSFilterInterface* GetStartedFilter() override;
 
@@ -145,16 +147,62 @@ private:
         return tables_[static_cast<std::size_t>(mapIndex)];
     }
 
+    // The one monitor of the process. Declared last of the members, so that whoever finds one finds
+    // a whole one.
+    class Registration {
+    public:
+        explicit Registration(FileWatchMonitor& monitor);
+        ~Registration();
+        Registration(const Registration&) = delete;
+        Registration& operator=(const Registration&) = delete;
+
+    private:
+        FileWatchMonitor& monitor_;
+    };
+    // Calls `use` with the process's monitor, which is not destroyed meanwhile; without one nothing
+    // happens. One call at a time: the others wait.
+    static void WithInstance(const std::function<void(FileWatchMonitor&)>& use);
+
+    // Changes each file entity in turn, each under the lock. Ends when the monitor is to stop.
+    void ForEachFile(const std::function<void(WatchedEntity&)>& change);
+    // What the lists say of a file entry; the defaults where nobody can say.
+    FileWatchParams ParamsOf(const std::wstring& entry) const;
+
     // FileWatchMonitorAdd.cpp. The wildcard and virtual forms give the number of entities; with
     // `skipSource` the source has the entry already. `stop` may be null.
     std::size_t AddWildCardFile(const std::wstring& path, FileWatchParams params, bool skipSource,
                                 Event* stop);
     std::size_t AddVirtualFile(const std::wstring& path, FileWatchParams params, bool skipSource,
                                Event* stop);
+    void AddPlainLogFile(const std::wstring& entry, const LogFileProperties& properties,
+                         std::int32_t startOffset);
     std::size_t AddWildCardLogFile(const LogFileProperties& properties);
     std::size_t AddVirtualLogFile(const LogFileProperties& properties);
-    // The entity of the path, made if there is none; null for a path that does not exist. Files
-    // take `params`, logs `log`; the one that is not used may be null.
+    static FileWatchParams LogParams();  // all that the source is told about a log's entry
+    static WatchRequest RequestOf(const std::wstring& path, const FileWatchParams& params,
+                                  std::int32_t mapIndex, const std::wstring& virtualEntry);
+    // Asks the source to watch an entry, and takes it into the configured ones if it does.
+    bool AcceptEntry(const std::wstring& entry, const FileWatchParams& params,
+                     std::int32_t mapIndex, DebugFormat refusal);
+    // A walk over the files of one entry.
+    struct AddWalk {
+        AddWalk(const std::wstring& configured, std::int32_t index,
+                const EntityProperties& settings, std::int32_t recursionLevel, Event* stopEvent);
+        const std::wstring& entry;
+        const std::wstring mask;
+        const std::int32_t mapIndex;
+        const EntityProperties properties;
+        const std::int32_t level;
+        WalkProgress progress;
+        std::size_t added = 0;  // paths with an entity
+    };
+    void AddMatches(AddWalk& walk, const std::wstring& directory, const std::wstring& virtualName);
+    void AddInstances(AddWalk& walk);  // of a virtual entry
+    // Adds an entity and its row; false without an entity.
+    bool AddEntityOf(const std::wstring& path, const std::wstring& entry, std::int32_t mapIndex,
+                     const EntityProperties& properties, const std::wstring& virtualName);
+    // The entity of the path, made if there is none; null for a path that does not exist. The table
+    // owns it. Made outside the lock, unless the caller holds that already.
     WatchedEntity* AddWatchedEntity(const std::wstring& path, std::int32_t mapIndex,
                                     bool readFromStart, const EntityProperties& properties,
                                     const std::wstring& virtualName);
@@ -163,9 +211,18 @@ private:
     std::int32_t RecursionLevelOf(const std::wstring& directory, const std::wstring& mask,
                                   std::int32_t level) const;
 
+    // The same for an entry of either table. A log's has one level, and so has a virtual one
+    // without a wildcard in its mask.
+    std::int32_t LevelOf(const WatchedPathSpec& entry, std::int32_t mapIndex,
+                         std::int32_t level) const;
+
     // FileWatchMonitorRemove.cpp
     std::size_t RemoveEntry(const std::wstring& path, const FileWatchParams& params,
                             std::int32_t mapIndex);
+    bool ForgetEntry(const std::wstring& entry, std::int32_t mapIndex);  // a configured one
+    // The rows of an entry with wildcards.
+    std::vector<EntityTable::Row> RowsOf(const WatchedPathSpec& spec, const std::wstring& entry,
+                                         std::int32_t mapIndex);
     void RemoveWatchedEntity(const std::wstring& path);
     void RemoveWatchedEntities(const WatchedPathSpec& spec);
     void UnlinkPath(const std::wstring& path, const std::wstring& entry, std::int32_t mapIndex);
@@ -175,8 +232,15 @@ private:
                  const std::wstring& process);
     void ExUnMount(const std::wstring& path, std::int32_t processId,
                    std::span<const std::byte> user, const std::wstring& process);
+    void RefreshMounts();
+    std::vector<std::wstring> EntriesBelow(const std::wstring& path);  // of files, a copy
+    std::size_t MountEntry(const std::wstring& entry, const std::wstring& mount, Event& stop);
+    void MountVirtualEntry(AddWalk& walk, const FileWatchParams& params, const std::wstring& mount);
+    std::size_t UnmountEntry(const std::wstring& entry, const std::wstring& mount, Event& stop);
     void ProcessUnmount(const std::wstring& path, Event& stop);
     void HandlePolledMount(WatchedEntity* entity, FileNotificationInfo& note) REQUIRES(*lock_);
+    // What the entry of a mounted path says, as far as notification and entity know.
+    static FileWatchParams ParamsOf(const WatchedEntity* entity, const FileNotificationInfo& note);
     void RefreshEntities(const std::wstring& entry, std::int32_t recursionLevel) REQUIRES(*lock_);
 
     // FileWatchMonitorEvents.cpp: the monitor's thread, with the lock held.
@@ -220,6 +284,7 @@ private:
     std::unique_ptr<RealTimeFilter> filter_;
     std::atomic<std::uint32_t> driverEvents_{0};
     std::unique_ptr<Thread> thread_ GUARDED_BY(*lock_);
+    const Registration registration_;
 };
 
 }  // namespace lathwind

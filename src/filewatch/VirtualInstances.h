@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "filewatch/VirtualPathSpec.h"
+
+namespace lathwind {
+
+// One folder that stands where a virtual entry has its token. All in lower case, folders with a
+// backslash at the end.
+struct VirtualInstance {
+    std::wstring folder;     // "c:\inst\web1\"
+    std::wstring directory;  // where its files lie: the folder and the entry's tail
+    std::wstring name;       // "NAME=web1"
+};
+
+// The instances of an entry that are there now, one level below its root, in the system's order.
+// Asks the file system.
+std::vector<VirtualInstance> listVirtualInstances(const VirtualPathSpec& spec);
+
+}  // namespace lathwind
