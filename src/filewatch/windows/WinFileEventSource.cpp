@@ -1,6 +1,7 @@
 #include "filewatch/windows/WinFileEventSource.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -28,6 +29,10 @@ bool hasWildcard(std::wstring_view text) {
 // A path that begins with a drive or a backslash: absolute, or as good as.
 bool beginsAtRoot(std::wstring_view path) {
     return path.size() > 1 && (path[1] == L':' || path[1] == L'\\');
+}
+
+std::int32_t countLevels(std::wstring_view path) {
+    return static_cast<std::int32_t>(std::count(path.begin(), path.end(), L'\\'));
 }
 
 std::shared_ptr<const WatchedPathSpec> makeSpec(std::wstring path, const WatchRequest& request) {
@@ -170,7 +175,7 @@ bool WinFileEventSource::AddPlain(const WatchRequest& request) {
     const auto spec = std::make_shared<WatchedPathSpec>(
         longFolder(written.GetDirectory()) + written.GetMask(), 1, request.monitorAccessTime);
     Specs().Insert(request.path, spec, request.listId);
-    if (!IsWatchedInRealTime(*spec, request.path, 1, request)) {
+    if (!IsWatchedInRealTime(request.path, 1, request)) {
         polling_.AddToList({request.path, 0, request.monitorAccessTime, request.listId, {}});
     }
     return true;
@@ -204,18 +209,18 @@ bool WinFileEventSource::AddSpec(const WatchRequest& request) {
         spec = makeSpec(folder + written->GetMask(), request);
     }
     Specs().Insert(folder, spec, request.listId);
-    if (!IsWatchedInRealTime(*spec, spec->GetFullPath(), spec->GetRecursionLevel(), request)) {
+    if (!IsWatchedInRealTime(spec->GetFullPath(), request.recursionLevel, request)) {
         PollFolder(*spec, request.listId);
     }
     return true;
 }
 
-bool WinFileEventSource::IsWatchedInRealTime(const WatchedPathSpec& spec, const std::wstring& path,
-                                             std::int32_t level, const WatchRequest& request) {
+bool WinFileEventSource::IsWatchedInRealTime(const std::wstring& path, std::int32_t level,
+                                             const WatchRequest& request) {
     if (request.notRealTime) {
         return false;
     }
-    return realTime_.AddFileToWatch(path, level, spec.GetMonitorAccessTime()) ||
+    return realTime_.AddFileToWatch(path, level, request.monitorAccessTime) ||
            (GetMonitor() != nullptr && GetMonitor()->IsIPSFilterWatchingFile(path, request.listId));
 }
 
@@ -228,11 +233,8 @@ void WinFileEventSource::PollFolder(const WatchedPathSpec& spec, std::int32_t li
     polling_.AddToList({top, level, accessTime, listId, spec.GetMask()});
     const std::vector<std::wstring> folders = listFolders(top, level);
     for (const std::wstring& folder : folders) {
-        const auto depth = std::count(folder.begin() + static_cast<std::ptrdiff_t>(top.size()),
-                                      folder.end(), L'\\') +
-                           1;
-        polling_.AddToList(
-            {folder, level - static_cast<std::int32_t>(depth), accessTime, listId, spec.GetMask()});
+        const std::int32_t depth = countLevels(folder) - countLevels(top) + 1;
+        polling_.AddToList({folder, level - depth, accessTime, listId, spec.GetMask()});
     }
     for (const std::wstring& file : listFiles(spec)) {
         if (!std::binary_search(folders.begin(), folders.end(), file)) {

@@ -33,8 +33,9 @@ public:
     std::uint32_t GetNotificationCount() const override;
     std::size_t GetPolledCount() const override;
 
-    // For those who drive the polling themselves.
+    // For those who drive the two themselves.
     WinFileWatcher& GetPolling() noexcept { return polling_; }
+    WinFIMWatcher& GetRealTime() noexcept { return realTime_; }
 
 private:
     bool AddVirtual(const WatchRequest& request) REQUIRES(ChangeLock());
@@ -44,8 +45,8 @@ private:
     // Polls the spec's folder, the folders below it, and the files that are there.
     void PollFolder(const WatchedPathSpec& spec, std::int32_t listId);
     // Does the filter see to the path, so that polling need not?
-    bool IsWatchedInRealTime(const WatchedPathSpec& spec, const std::wstring& path,
-                             std::int32_t level, const WatchRequest& request);
+    bool IsWatchedInRealTime(const std::wstring& path, std::int32_t level,
+                             const WatchRequest& request);
 
     bool RemovePlain(const WatchRequest& request) REQUIRES(ChangeLock());
     bool RemoveMasked(const WatchRequest& request) REQUIRES(ChangeLock());

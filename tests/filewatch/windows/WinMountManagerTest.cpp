@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <thread>
 
 #include "filewatch/windows/WinMountManager.h"
 #include "support/BinaryFolder.h"
@@ -157,6 +158,30 @@ TEST_F(WinMountManagerTest, VolumeQuestions) {
     volumes.volumes[L"c:\\"].code = platform::error::NotReady;
     EXPECT_FALSE(manager.HasVolumeInfo(L"c:\\x"));
     EXPECT_FALSE(manager.HasVolumeInfo(L"q:\\x"));
+}
+
+class WinMountManagerThreads : public WinMountManagerTest {};
+
+// A mount stands in the table all the time, and what was found stays whole.
+TEST_F(WinMountManagerThreads, LooksUpWhileTheMountsAreRefreshed) {
+    volumes.roots = {L"C:\\", L"D:\\"};
+    volumes.volumes[L"d:\\"].facts.fileSystem = L"FAT32";
+    WinMountManager manager(kLeaveAlone);
+    manager.RefreshMounts();
+    std::thread refresher([&manager] {
+        for (int i = 0; i < 500; ++i) {
+            manager.RefreshMounts();
+        }
+    });
+    for (int i = 0; i < 500; ++i) {
+        const auto mount = manager.FindMount(L"d:\\x", false);
+        ASSERT_NE(mount, nullptr);
+        EXPECT_EQ(mount->GetFileSystem(), L"FAT32");
+        manager.AddMountState(L"d:\\x", 1);
+        EXPECT_EQ(manager.GetPendingAction(L"d:\\x", 1).action, FileAction::None);
+        manager.EndWalk(MountManager::kAllStates);
+    }
+    refresher.join();
 }
 
 }  // namespace
