@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "utils/ByteArray.h"
-#include "utils/FileIO.h"
 #include "utils/Logging.h"
 #include "utils/Text.h"
 #include "utils/platform/PlatformFactory.h"
@@ -18,15 +17,6 @@ constexpr ModuleId kModule = ModuleId::FilewatchCollector;
 
 std::wstring systemText(platform::ErrorCode code) {
     return platform::host().errorText(code);
-}
-
-// A name that a path or a stream of a file is hidden in is not a bare one.
-bool isBareName(const std::wstring& library) {
-    std::wstring folder;
-    std::wstring name;
-    std::wstring extension;
-    FileIO::SplitPath(library, folder, name, extension, true);
-    return name == library && library.find_first_of(L"\\/:") == std::wstring::npos;
 }
 
 // What a plug-in has written so far. It is called from foreign code, which no exception may cross.
@@ -71,38 +61,32 @@ std::wstring FileDiffPlugin::libraryName(const std::wstring& type) {
 }
 
 std::unique_ptr<FileDiffPlugin> FileDiffPlugin::load(const std::wstring& library) {
-    if (!isBareName(library)) {
-        debugLog(kModule, L"FileDiff plugin must reside in bin/ directory: %ls", library);
-        return nullptr;
-    }
-    if (!FileIO::Exists(library)) {
-        debugLog(kModule, L"FileDiff plugin does not exist in bin/ directory: %ls", library);
-        return nullptr;
-    }
-    // By its full path: for a bare name the system would look into other folders too.
-    void* handle = nullptr;
-    const platform::ErrorCode code =
-        platform::libraries().load(FileIO::MakeAbsolutePath(library), handle);
-    if (code != platform::error::Success) {
-        debugLog(kModule, L"Failed to load FileDiff plugin (%ls): %ls", library, systemText(code));
-        return nullptr;
-    }
-    std::unique_ptr<FileDiffPlugin> plugin(new FileDiffPlugin(library, handle));
-    return plugin->findEntries() ? std::move(plugin) : nullptr;
+    std::unique_ptr<FileDiffPlugin> plugin(new FileDiffPlugin(library));
+    return plugin->load() && plugin->findEntries() ? std::move(plugin) : nullptr;
 }
 
-FileDiffPlugin::~FileDiffPlugin() {
-    platform::libraries().unload(handle_);
+bool FileDiffPlugin::load() {
+    if (!LocalLibrary::isBareName(name_)) {
+        debugLog(kModule, L"FileDiff plugin must reside in bin/ directory: %ls", name_);
+        return false;
+    }
+    const platform::ErrorCode code = library_.load(name_);
+    if (code == platform::error::FileNotFound) {
+        debugLog(kModule, L"FileDiff plugin does not exist in bin/ directory: %ls", name_);
+    } else if (code != platform::error::Success) {
+        debugLog(kModule, L"Failed to load FileDiff plugin (%ls): %ls", name_, systemText(code));
+    }
+    return library_.isLoaded();
 }
 
 template <class Entry>
-bool FileDiffPlugin::find(const char* name, Entry& entry) {
-    entry = reinterpret_cast<Entry>(platform::libraries().symbol(handle_, name));
-    if (entry == nullptr) {
-        debugLog(kModule, L"Failed to load %ls API from FileDiff plugin (%ls): %ls", name, library_,
+bool FileDiffPlugin::find(const char* name, Entry& entry) const {
+    const bool isFound = library_.find(name, entry);
+    if (!isFound) {
+        debugLog(kModule, L"Failed to load %ls API from FileDiff plugin (%ls): %ls", name, name_,
                  systemText(platform::error::ProcedureNotFound));
     }
-    return entry != nullptr;
+    return isFound;
 }
 
 bool FileDiffPlugin::findEntries() {
@@ -112,7 +96,7 @@ bool FileDiffPlugin::findEntries() {
     }
     const std::uint32_t found = version();
     if (found != FILEDIFF_VERSION) {
-        debugLog(kModule, L"FileDiff plugin (%ls) has interface version %u, expected %u", library_,
+        debugLog(kModule, L"FileDiff plugin (%ls) has interface version %u, expected %u", name_,
                  found, FILEDIFF_VERSION);
     }
     return found == FILEDIFF_VERSION;
@@ -131,11 +115,11 @@ std::wstring FileDiffPlugin::run(void*& state, const ByteArray& previous,
     request.context = &result;
     const std::int32_t error = filter_(&state, &request);
     if (error != 0) {
-        debugLog(kModule, L"FileDiff plugin (%ls) failed with %d", library_, error);
+        debugLog(kModule, L"FileDiff plugin (%ls) failed with %d", name_, error);
         return {};
     }
     if (result.isRefused()) {
-        debugLog(kModule, L"FileDiff plugin (%ls) wrote a result that cannot be taken", library_);
+        debugLog(kModule, L"FileDiff plugin (%ls) wrote a result that cannot be taken", name_);
         return {};
     }
     return result.text();

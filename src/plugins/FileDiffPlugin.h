@@ -5,6 +5,7 @@
 
 #include "plugins/DiffFilter.h"
 #include "plugins/filediff_plugin.h"
+#include "utils/LocalLibrary.h"
 
 namespace lathwind {
 
@@ -18,9 +19,7 @@ public:
     // Null if the library is not a bare name, is not there, does not load, lacks an entry or was
     // made for another version of the interface; a debug line says which.
     static std::unique_ptr<FileDiffPlugin> load(const std::wstring& library);
-    ~FileDiffPlugin() override;  // unloads: every state must be released by then
-    FileDiffPlugin(const FileDiffPlugin&) = delete;
-    FileDiffPlugin& operator=(const FileDiffPlugin&) = delete;
+    ~FileDiffPlugin() override = default;  // unloads: every state must be released by then
 
     // Empty, with a debug line, if the plug-in reports an error or breaks the interface.
     std::wstring run(void*& state, const ByteArray& previous,
@@ -28,14 +27,14 @@ public:
     void release(void* state) const override;
 
 private:
-    FileDiffPlugin(std::wstring library, void* handle)
-        : library_(std::move(library)), handle_(handle) {}
+    explicit FileDiffPlugin(std::wstring name) : name_(std::move(name)) {}
+    bool load();
     template <class Entry>
-    bool find(const char* name, Entry& entry);
+    bool find(const char* name, Entry& entry) const;
     bool findEntries();
 
-    std::wstring library_;
-    void* handle_;
+    const std::wstring name_;  // of the library
+    LocalLibrary library_;
     filediff_filter_entry filter_ = nullptr;
     filediff_free_entry free_ = nullptr;
 };

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "utils/AgentInfo.h"
-#include "utils/FileIO.h"
 #include "utils/Logging.h"
 #include "utils/Text.h"
 #include "utils/platform/PlatformFactory.h"
@@ -77,7 +76,7 @@ PluginEvent::PluginEvent(const collector_record& record) {
 
 PluginCollector::PluginCollector(std::wstring collectorName, std::wstring library)
     : EventSourceSubject(std::move(collectorName)),
-      library_(std::move(library)),
+      libraryName_(std::move(library)),
       host_{sizeof(collector_host), COLLECTOR_VERSION, this, pass},
       latchLock_(platformFactory.createLock()) {}
 
@@ -105,23 +104,19 @@ bool PluginCollector::start() {
 }
 
 template <class Entry>
-bool PluginCollector::find(const char* entryName, Entry& entry) {
-    entry = reinterpret_cast<Entry>(platform::libraries().symbol(handle_, entryName));
-    if (entry == nullptr) {
+bool PluginCollector::find(const char* entryName, Entry& entry) const {
+    const bool isFound = library_.find(entryName, entry);
+    if (!isFound) {
         debugLog(kModule, L"Failed to load %ls API from collector plugin (%ls): %ls", entryName,
-                 library_, platform::host().errorText(platform::error::ProcedureNotFound));
+                 libraryName_, platform::host().errorText(platform::error::ProcedureNotFound));
     }
-    return entry != nullptr;
+    return isFound;
 }
 
-// By its full path: for a bare name the system would look into other folders too.
 bool PluginCollector::load() {
-    platform::ErrorCode code = platform::error::FileNotFound;
-    if (library_.find_first_of(L"\\/:") == std::wstring::npos && FileIO::Exists(library_)) {
-        code = platform::libraries().load(FileIO::MakeAbsolutePath(library_), handle_);
-    }
+    const platform::ErrorCode code = library_.load(libraryName_);
     if (code != platform::error::Success) {
-        debugLog(kModule, L"Failed to load collector plugin (%ls): %ls", library_,
+        debugLog(kModule, L"Failed to load collector plugin (%ls): %ls", libraryName_,
                  platform::host().errorText(code));
         return false;
     }
@@ -131,7 +126,7 @@ bool PluginCollector::load() {
     }
     plugin_ = initialize(&host_);
     if (plugin_ == nullptr) {
-        debugLog(kModule, L"Unable to initialize collector plugin: %ls", library_);
+        debugLog(kModule, L"Unable to initialize collector plugin: %ls", libraryName_);
     }
     return plugin_ != nullptr;
 }
@@ -142,9 +137,7 @@ void PluginCollector::stop() {
         terminate_(std::exchange(plugin_, nullptr));
     }
     stopThread();
-    if (handle_ != nullptr) {
-        platform::libraries().unload(std::exchange(handle_, nullptr));
-    }
+    library_.unload();
 }
 
 void PluginCollector::run() {

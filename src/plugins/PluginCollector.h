@@ -6,6 +6,7 @@
 
 #include "events/EventSourceSubject.h"
 #include "plugins/collector_plugin.h"
+#include "utils/LocalLibrary.h"
 #include "utils/QueueWarningLatch.h"
 
 namespace lathwind {
@@ -45,13 +46,13 @@ private:
     std::int32_t take(const collector_record& record);
     bool load();
     template <class Entry>
-    bool find(const char* entryName, Entry& entry);
+    bool find(const char* entryName, Entry& entry) const;
 
-    const std::wstring library_;
+    const std::wstring libraryName_;
     const collector_host host_;
     const std::unique_ptr<Lock> latchLock_;
     bool wasStarted_ = false;
-    void* handle_ = nullptr;
+    LocalLibrary library_;
     void* plugin_ = nullptr;
     collector_terminate_entry terminate_ = nullptr;
 };
