@@ -8,7 +8,6 @@
 namespace lathwind {
 namespace {
 
-constexpr std::size_t kHeadBytes = 8;
 constexpr std::size_t kSubAuthorityBytes = 4;
 constexpr std::size_t kMostSubAuthorities = 15;
 constexpr unsigned kRevision = 1;
@@ -28,19 +27,25 @@ std::wstring authorityText(std::span<const std::byte, 6> bytes) {
 
 }  // namespace
 
+std::size_t sidLengthOfHead(std::span<const std::byte, kSidHeadBytes> head) {
+    const auto count = std::to_integer<std::size_t>(head[1]);
+    const bool isSid =
+        std::to_integer<unsigned>(head[0]) == kRevision && count <= kMostSubAuthorities;
+    return isSid ? kSidHeadBytes + count * kSubAuthorityBytes : 0;
+}
+
 std::wstring sidTextOfBytes(std::span<const std::byte> sid) {
-    if (sid.size() < kHeadBytes || std::to_integer<unsigned>(sid[0]) != kRevision) {
+    if (sid.size() < kSidHeadBytes) {
         return {};
     }
-    const auto count = std::to_integer<std::size_t>(sid[1]);
-    if (count > kMostSubAuthorities || sid.size() < kHeadBytes + count * kSubAuthorityBytes) {
+    const std::size_t length = sidLengthOfHead(sid.first<kSidHeadBytes>());
+    if (length == 0 || sid.size() < length) {
         return {};
     }
     std::wstring text = L"S-1-";
     text.append(authorityText(sid.subspan<2, 6>()));
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::byte* from = &sid[kHeadBytes + i * kSubAuthorityBytes];
-        text.append(L"-").append(std::to_wstring(loadLittleEndian<std::uint32_t>(from)));
+    for (std::size_t at = kSidHeadBytes; at < length; at += kSubAuthorityBytes) {
+        text.append(L"-").append(std::to_wstring(loadLittleEndian<std::uint32_t>(&sid[at])));
     }
     return text;
 }
