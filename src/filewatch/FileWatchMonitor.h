@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -28,6 +29,7 @@ namespace lathwind {
 class FilterEventDecoder;  // filewatch/FilterEventDecoder.h
 
 class RealTimeFilter;   // filewatch/RealTimeFilter.h
+class VirtualPathSpec;  // filewatch/VirtualPathSpec.h
 struct IPSFilterEvent;  // filewatch/IPSFilterInterface.h
 
 // What a restore came to. The numbers are fixed.
@@ -244,24 +246,67 @@ private:
     void RefreshEntities(const std::wstring& entry, std::int32_t recursionLevel) REQUIRES(*lock_);
 
     // FileWatchMonitorEvents.cpp: the monitor's thread, with the lock held.
-    WatchedEntity* ResolveEntity(FileNotificationInfo& note) REQUIRES(*lock_);
-    bool AssociateEntry(const std::wstring& path, std::int32_t mapIndex, FileWatchParams* params,
-                        FileNotificationInfo* note) REQUIRES(*lock_);
-    // Hands the notification to the entity and its events on. Null does nothing.
+    struct Association {
+        bool isCovered = false;
+        FileWatchParams params;  // of a file: those of the last entry that covers it
+    };
+    // Of a file that the filter saw being made; nothing for one that has rows already.
+    std::optional<Association> AssociateCreated(FileNotificationInfo& note) REQUIRES(*lock_);
+    void Dispatch(WatchedEntity* entity, FileNotificationInfo& note) REQUIRES(*lock_);
+    // The entity that the notification concerns, made if its path is watched; null for a path that
+    // is not there. May change the action into what it comes to. `known` is what was associated
+    // with the path before.
+    WatchedEntity* ResolveEntity(FileNotificationInfo& note,
+                                 const std::optional<Association>& known) REQUIRES(*lock_);
+    bool IsBesideInstances(const std::wstring& path, std::int32_t listId) REQUIRES(*lock_);
+    // AddWatchedEntity with what the lists say of the path. Without an entity its rows go.
+    WatchedEntity* AddFoundEntity(const std::wstring& path, std::int32_t mapIndex,
+                                  bool readFromStart, const FileWatchParams& params,
+                                  const std::wstring& virtualName) REQUIRES(*lock_);
+    void ForgetRows(const std::wstring& path, std::int32_t mapIndex) REQUIRES(*lock_);
+    // Hands the notification to the entity and its events on. Null does nothing. The entity need
+    // not be in a table.
     void Deliver(WatchedEntity* entity, FileNotificationInfo& note) REQUIRES(*lock_);
+    void DeliverAs(FileAction action, WatchedEntity* entity, FileNotificationInfo& note)
+        REQUIRES(*lock_);
     void Drain() REQUIRES(*lock_);  // the pending events
+    // The configured file entry that is not less than the path; no prefix of it need be.
+    std::wstring ConfiguredEntryFor(const std::wstring& path) REQUIRES(*lock_);
+
+    // FileWatchMonitorRename.cpp: likewise. `entity` is that of the old path, or null.
+    void HandleRename(WatchedEntity* entity, std::int32_t mapIndex, FileNotificationInfo& note)
+        REQUIRES(*lock_);
+    void LeaveOldPath(WatchedEntity& entity, std::int32_t mapIndex, FileNotificationInfo& note)
+        REQUIRES(*lock_);
+
+    // FileWatchMonitorVirtual.cpp: likewise.
+    //
+    // Makes a row for each configured entry that covers the path. A folder that a virtual entry's
+    // token stands for is taken into the watch with its files; `note`, if given, tells their
+    // entities of it.
+    Association AssociateEntry(const std::wstring& path, std::int32_t mapIndex,
+                               FileNotificationInfo* note) REQUIRES(*lock_);
+    bool IsCoveredBy(const std::wstring& entry, const FileWatchParams& params,
+                     const std::wstring& path, std::int32_t mapIndex, FileNotificationInfo* note)
+        REQUIRES(*lock_);
+    FileWatchParams EntryParams(const std::wstring& entry, std::int32_t mapIndex) const;
+    bool AddInstance(const VirtualPathSpec& spec, const FileWatchParams& params,
+                     const std::wstring& instance, std::int32_t mapIndex,
+                     FileNotificationInfo* note) REQUIRES(*lock_);
+    // The path has gone: so has its entity, and where it was an instance of virtual entries, what
+    // they have asked for below it.
     void EntityGone(const std::wstring& path, std::int32_t mapIndex, FileNotificationInfo& note)
         REQUIRES(*lock_);
+    // False if the entry's token does not stand for the path. `note`, if given, tells the files.
     bool VirtualDirectoryGone(const std::wstring& entry, std::int32_t mapIndex,
                               const std::wstring& path, FileNotificationInfo* note)
         REQUIRES(*lock_);
     void DeletedDirectoryWalk(const std::wstring& directory, std::int32_t mapIndex,
-                              FileNotificationInfo& note, const WatchedPathSpec& spec)
+                              FileNotificationInfo* note, const WatchedPathSpec& spec)
         REQUIRES(*lock_);
-    void HandleRename(WatchedEntity* entity, std::int32_t mapIndex, FileNotificationInfo& note)
-        REQUIRES(*lock_);
-    // The configured file entry that is not less than the path; no prefix of it need be.
-    std::wstring ConfiguredEntryFor(const std::wstring& path) REQUIRES(*lock_);
+
+    // FileWatchMonitorFilter.cpp: the filter's thread, under the gate that WithInstance holds.
+    void TakeFilterEvent(const IPSFilterEvent& event);
 
     // FileWatchMonitorState.cpp
     void WriteState(std::ostream& stream, bool complete);

@@ -1,0 +1,189 @@
+// Which configured entries a path belongs to, and what becomes of virtual entries as the folders
+// come and go that stand for their token.
+#include <algorithm>
+#include <utility>
+
+#include "filewatch/EntryKind.h"
+#include "filewatch/FileWatchMonitor.h"
+#include "filewatch/VirtualPathSpec.h"
+#include "filewatch/windows/WinPathMapping.h"
+#include "utils/FileIO.h"
+#include "utils/Logging.h"
+#include "utils/Text.h"
+
+namespace lathwind {
+namespace {
+
+constexpr ModuleId kModule = ModuleId::FilewatchCollector;
+constexpr std::wstring_view kToken = L"{virtual_tag}";
+
+// Rules out, without building anything, what cannot cover a path that it does not equal: a list may
+// have a hundred thousand entries. Up to its mask, or to its token, an entry is the path's folder.
+bool mayCover(std::wstring_view entry, std::wstring_view path) {
+    const auto parting = std::mismatch(entry.begin(), entry.end(), path.begin(), path.end()).first;
+    const auto common = static_cast<std::size_t>(parting - entry.begin());
+    const auto backslash = entry.rfind(L'\\');
+    if (backslash == std::wstring_view::npos) {
+        return false;
+    }
+    return (backslash < common && hasWildcard(entry.substr(backslash))) ||
+           entry.find(kToken) <= common;
+}
+
+// Where the files of an instance lie, with a backslash at the end.
+std::wstring folderOf(const WatchedPathSpec& spec, const std::wstring& instance) {
+    std::wstring folder = instance;
+    return folder.append(L"\\").append(spec.GetTail());
+}
+
+}  // namespace
+
+FileWatchMonitor::Association FileWatchMonitor::AssociateEntry(const std::wstring& path,
+                                                               std::int32_t mapIndex,
+                                                               FileNotificationInfo* note) {
+    Association association;
+    for (const std::wstring& entry : TableOf(mapIndex).GetConfigured()) {
+        if (entry != path && !mayCover(entry, path)) {
+            continue;
+        }
+        FileWatchParams params = EntryParams(entry, mapIndex);
+        if (IsCoveredBy(entry, params, path, mapIndex, note)) {
+            association.isCovered = true;
+            association.params = std::move(params);
+        }
+    }
+    return association;
+}
+
+// A plain entry comes here for the path that it is.
+bool FileWatchMonitor::IsCoveredBy(const std::wstring& entry, const FileWatchParams& params,
+                                   const std::wstring& path, std::int32_t mapIndex,
+                                   FileNotificationInfo* note) {
+    const EntryKind kind = kindOfEntry(entry);
+    bool isCovered = kind == EntryKind::Plain;
+    if (kind == EntryKind::Virtual) {
+        const VirtualPathSpec spec(entry, params.recursionLevel, params.monitorAccessTime, entry);
+        isCovered = spec.Matches(path);
+        if (!isCovered && spec.IsVirtualDir(path, 1) && FileIO::IsDirectory(MapToRealPath(path))) {
+            return AddInstance(spec, params, path, mapIndex, note);
+        }
+    } else if (kind == EntryKind::WildCard) {
+        isCovered = WatchedPathSpec(entry, params.recursionLevel, false).Matches(path);
+    }
+    if (isCovered) {
+        TableOf(mapIndex).AddRow(path, entry);
+    }
+    return isCovered;
+}
+
+// What the lists say of an entry, with the level that it really has.
+FileWatchParams FileWatchMonitor::EntryParams(const std::wstring& entry,
+                                              std::int32_t mapIndex) const {
+    FileWatchParams params = mapIndex == kFileIndex ? ParamsOf(entry) : LogParams();
+    params.recursionLevel =
+        LevelOf(WatchedPathSpec(entry, 1, false), mapIndex, params.recursionLevel);
+    return params;
+}
+
+// ---- Instances of virtual entries.
+
+// False for an instance that the source watches already: it is not new.
+bool FileWatchMonitor::AddInstance(const VirtualPathSpec& spec, const FileWatchParams& params,
+                                   const std::wstring& instance, std::int32_t mapIndex,
+                                   FileNotificationInfo* note) {
+    const std::wstring entry = spec.GetVirtualEntry();
+    const std::wstring folder = folderOf(spec, instance);
+    if (!source_->AddFileToWatch(RequestOf(folder + spec.GetMask(), params, mapIndex, entry))) {
+        return false;
+    }
+    const std::wstring name = spec.GetVirtualName(instance);
+    std::vector<std::wstring> files;
+    FileIO::ListFiles(files, MapToRealPath(folder), spec.GetMask(), true,
+                      static_cast<std::uint32_t>(std::max(params.recursionLevel, 0)));
+    for (const std::wstring& file : files) {
+        const std::wstring path = toLower(MapToWatchedPath(file));
+        const bool readFromStart = mapIndex == kLogIndex;
+        WatchedEntity* const entity = AddFoundEntity(path, mapIndex, readFromStart, params, name);
+        if (entity == nullptr) {
+            continue;
+        }
+        TableOf(mapIndex).AddRow(path, entry);
+        if (mapIndex == kFileIndex && note != nullptr) {
+            debugLog(kModule, L"Added directory (%ls) contained file/dir: %ls", instance, path);
+            DeliverAs(FileAction::Added, entity, *note);
+        }
+    }
+    return true;
+}
+
+void FileWatchMonitor::DeliverAs(FileAction action, WatchedEntity* entity,
+                                 FileNotificationInfo& note) {
+    const FileAction own = std::exchange(note.action, action);
+    Deliver(entity, note);
+    note.action = own;
+}
+
+void FileWatchMonitor::EntityGone(const std::wstring& path, std::int32_t mapIndex,
+                                  FileNotificationInfo& note) {
+    // Of the entries, which are sorted, those whose token stands for the last part of the path.
+    std::wstring begin(splitAtLastBackslash(path).directory);
+    begin += kToken;
+    const std::set<std::wstring>& configured = TableOf(mapIndex).GetConfigured();
+    bool isInstance = false;
+    for (auto entry = configured.lower_bound(begin);
+         entry != configured.end() && entry->starts_with(begin); ++entry) {
+        isInstance = VirtualDirectoryGone(*entry, mapIndex, path, &note) || isInstance;
+    }
+    if (!isInstance) {
+        if (TableOf(mapIndex).Find(path) != nullptr) {
+            RemoveWatchedEntity(path);
+        }
+        return;
+    }
+    // The instance's own folder has to be unknown again, or its return would pass for a mere change
+    // of it, and nobody would watch what is in it.
+    ForgetRows(path, mapIndex);
+    TableOf(mapIndex).EraseEntity(path);
+}
+
+bool FileWatchMonitor::VirtualDirectoryGone(const std::wstring& entry, std::int32_t mapIndex,
+                                            const std::wstring& path, FileNotificationInfo* note) {
+    const FileWatchParams params = EntryParams(entry, mapIndex);
+    const VirtualPathSpec spec(entry, params.recursionLevel, params.monitorAccessTime, entry);
+    if (spec.GetDirectory().empty() || !spec.IsVirtualDir(path, 1)) {
+        return false;
+    }
+    if (mapIndex == kLogIndex || note != nullptr) {
+        DeletedDirectoryWalk(path, mapIndex, note, spec);
+    }
+    const std::wstring folder = folderOf(spec, path);
+    source_->RemoveFileToWatch(RequestOf(folder + spec.GetMask(), params, mapIndex, entry));
+    // And what has come up in the folder since, whatever its name.
+    source_->RemoveFromWatchers(
+        WatchedPathSpec(folder + L'*', params.recursionLevel, params.monitorAccessTime),
+        params.listId, mapIndex == kLogIndex, 0);
+    return true;
+}
+
+// What other entries alone have asked for below the folder stays: the source goes on watching it
+// for them, and tells of each file by itself. Logs go without a word; what their entities know of
+// offsets must not be taken for knowledge about the files of an instance that comes later.
+void FileWatchMonitor::DeletedDirectoryWalk(const std::wstring& directory, std::int32_t mapIndex,
+                                            FileNotificationInfo* note,
+                                            const WatchedPathSpec& spec) {
+    std::wstring delivered;
+    for (const EntityTable::Row& row : TableOf(mapIndex).GetRows(directory + L'\\')) {
+        const std::wstring& path = row.path;
+        if (!spec.Matches(path)) {
+            continue;
+        }
+        if (mapIndex == kFileIndex && note != nullptr && path != delivered) {  // its first row
+            debugLog(kModule, L"Deleted directory (%ls) contained file/dir: %ls", directory, path);
+            DeliverAs(FileAction::Deleted, TableOf(mapIndex).Find(path), *note);
+            delivered = path;
+        }
+        UnlinkPath(path, row.entry, mapIndex);
+    }
+}
+
+}  // namespace lathwind
