@@ -185,14 +185,12 @@ bool WinFileEventSource::AddSpec(const WatchRequest& request) {
     if (!Specs().HasList(request.listId)) {
         return false;
     }
-    const auto written = makeSpec(request.path, request);
-    const std::wstring& writtenFolder = written->GetDirectory();
-    const auto known = longFolders_.find(writtenFolder);
-    if (Specs().HasRow(known == longFolders_.end() ? writtenFolder : known->second, *written,
-                       request.listId)) {
+    if (FindRow(request) != nullptr) {
         debugLog(kModule, L"%ls is already being watched", request.path);
         return false;
     }
+    auto spec = makeSpec(request.path, request);
+    const std::wstring writtenFolder = spec->GetDirectory();
     if (!beginsAtRoot(writtenFolder)) {
         logCatalogued(Severity::Warning, kModule, kNotValidId, request.path);
         return false;
@@ -203,16 +201,29 @@ bool WinFileEventSource::AddSpec(const WatchRequest& request) {
                       request.recursionLevel);
         return false;
     }
-    auto spec = written;
     if (folder != writtenFolder) {
-        longFolders_[writtenFolder] = folder;
-        spec = makeSpec(folder + written->GetMask(), request);
+        longFolders_[{request.listId, writtenFolder}] = folder;
+        spec = makeSpec(folder + spec->GetMask(), request);
     }
     Specs().Insert(folder, spec, request.listId);
     if (!IsWatchedInRealTime(spec->GetFullPath(), request.recursionLevel, request)) {
         PollFolder(*spec, request.listId);
     }
     return true;
+}
+
+// Under the folder's name as it is written or, where that was found, its long one.
+SpecTable::SpecPtr WinFileEventSource::FindRow(const WatchRequest& request) {
+    auto spec = makeSpec(request.path, request);
+    if (Specs().HasRow(spec->GetDirectory(), *spec, request.listId)) {
+        return spec;
+    }
+    const auto known = longFolders_.find({request.listId, spec->GetDirectory()});
+    if (known == longFolders_.end()) {
+        return nullptr;
+    }
+    spec = makeSpec(known->second + spec->GetMask(), request);
+    return Specs().HasRow(known->second, *spec, request.listId) ? spec : nullptr;
 }
 
 bool WinFileEventSource::IsWatchedInRealTime(const std::wstring& path, std::int32_t level,
@@ -274,13 +285,10 @@ bool WinFileEventSource::RemovePlain(const WatchRequest& request) {
 
 bool WinFileEventSource::RemoveMasked(const WatchRequest& request) {
     const auto written = makeSpec(request.path, request);
-    const auto known = longFolders_.find(written->GetDirectory());
-    if (known == longFolders_.end()) {
-        return RemoveSpecOf(*written, request);
-    }
-    const bool isRemoved =
-        RemoveSpecOf(*makeSpec(known->second + written->GetMask(), request), request);
-    if (!Specs().HasKey(known->second, request.listId)) {
+    const auto row = FindRow(request);
+    const bool isRemoved = RemoveSpecOf(row != nullptr ? *row : *written, request);
+    const auto known = longFolders_.find({request.listId, written->GetDirectory()});
+    if (known != longFolders_.end() && !Specs().HasKey(known->second, request.listId)) {
         longFolders_.erase(known);
     }
     return isRemoved;

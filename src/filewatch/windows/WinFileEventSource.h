@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "filewatch/FileEventSource.h"
 #include "filewatch/windows/WinFIMWatcher.h"
@@ -42,6 +43,8 @@ private:
     bool AddPlain(const WatchRequest& request) REQUIRES(ChangeLock());
     // A path with a mask, or an instance of a virtual entry.
     bool AddSpec(const WatchRequest& request) REQUIRES(ChangeLock());
+    // Such a path as it stands in the table; null if it does not.
+    SpecTable::SpecPtr FindRow(const WatchRequest& request) REQUIRES(ChangeLock());
     // Polls the spec's folder, the folders below it, and the files that are there.
     void PollFolder(const WatchedPathSpec& spec, std::int32_t listId);
     // Does the filter see to the path, so that polling need not?
@@ -55,8 +58,9 @@ private:
     bool RemoveSpecOf(const WatchedPathSpec& spec, const WatchRequest& request)
         REQUIRES(ChangeLock());
 
-    // Folders by the name in which an entry has them, where the system has a longer one.
-    std::map<std::wstring, std::wstring> longFolders_ GUARDED_BY(ChangeLock());
+    // By list and the name in which an entry has a folder the long one, where that is another.
+    std::map<std::pair<std::int32_t, std::wstring>, std::wstring> longFolders_
+        GUARDED_BY(ChangeLock());
     WinFileWatcher polling_;
     WinFIMWatcher realTime_;
 };

@@ -229,6 +229,10 @@ TEST_F(WinFileEventSourceTest, LongNames) {
     EXPECT_TRUE(log.hasDebug(L"c:\\program files added to list # 1"));
     EXPECT_TRUE(source.IsCovered(L"c:\\program files\\a.log", kList));
     EXPECT_FALSE(source.AddFileToWatch(masked));
+    WatchRequest log0 = masked;  // the same folder on two lists
+    log0.listId = 0;
+    EXPECT_TRUE(source.AddFileToWatch(log0));
+    EXPECT_TRUE(source.RemoveFileToWatch(log0));
     EXPECT_TRUE(source.RemoveFileToWatch(masked));
     EXPECT_EQ(source.GetPolledCount(), 0u);
 
