@@ -276,7 +276,7 @@ private:
     // FileWatchMonitorRename.cpp: likewise. `entity` is that of the old path, or null.
     void HandleRename(WatchedEntity* entity, std::int32_t mapIndex, FileNotificationInfo& note)
         REQUIRES(*lock_);
-    void LeaveOldPath(WatchedEntity& entity, std::int32_t mapIndex, FileNotificationInfo& note)
+    void LeaveOldPath(WatchedEntity* entity, std::int32_t mapIndex, FileNotificationInfo& note)
         REQUIRES(*lock_);
 
     // FileWatchMonitorVirtual.cpp: likewise.

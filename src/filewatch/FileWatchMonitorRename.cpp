@@ -28,9 +28,7 @@ FileNotificationInfo arrivalOf(const FileNotificationInfo& rename, FileAction ac
 void FileWatchMonitor::HandleRename(WatchedEntity* entity, std::int32_t mapIndex,
                                     FileNotificationInfo& note) {
     const bool isKnown = entity != nullptr;
-    if (isKnown) {
-        LeaveOldPath(*entity, mapIndex, note);
-    }
+    LeaveOldPath(entity, mapIndex, note);
     const std::wstring path = toLower(note.path);
     Association association = AssociateEntry(path, mapIndex, &note);
     if (!association.isCovered && !isKnown) {
@@ -53,18 +51,19 @@ void FileWatchMonitor::HandleRename(WatchedEntity* entity, std::int32_t mapIndex
 }
 
 // A copy that some program made under the new name, or a new file that took the old one's place,
-// leaves something at the old path.
-void FileWatchMonitor::LeaveOldPath(WatchedEntity& entity, std::int32_t mapIndex,
+// leaves something at the old path. An instance of a virtual entry may go without being known.
+void FileWatchMonitor::LeaveOldPath(WatchedEntity* entity, std::int32_t mapIndex,
                                     FileNotificationInfo& note) {
     const std::wstring path = toLower(note.oldPath);
-    if (FileIO::Exists(MapToRealPath(path))) {
+    const bool isStillThere = FileIO::Exists(MapToRealPath(path));
+    if (isStillThere && entity != nullptr) {
         debugLog(kModule, L"Changing FILE_RENAMED to FILE_MODIFIED for: %ls", path);
         note.action = FileAction::Modified;
-        Deliver(&entity, note);
-        return;
     }
-    Deliver(&entity, note);
-    EntityGone(path, mapIndex, note);
+    Deliver(entity, note);
+    if (!isStillThere) {
+        EntityGone(path, mapIndex, note);
+    }
 }
 
 }  // namespace lathwind

@@ -55,7 +55,9 @@ public:
                     ? makeEntrySpec(request.path, request.recursionLevel)
                     : std::make_unique<VirtualPathSpec>(request.path, request.recursionLevel, false,
                                                         request.virtualEntry);
-            if (request.path == path || spec->Matches(path)) {
+            const bool isInFolder = splitAtLastBackslash(path).directory == spec->GetDirectory() &&
+                                    spec->MatchesAtLevel(path, 1, false);
+            if (request.path == path || isInFolder || spec->Matches(path)) {
                 return spec;
             }
         }
