@@ -19,7 +19,7 @@ constexpr std::size_t kFullRun = kShortRun + 4;
 
 }  // namespace
 
-FileAttributes::FileAttributes(std::wstring path) : path_(std::move(path)) {}
+FileAttributes::FileAttributes(InternedText path) : path_(std::move(path)) {}
 
 void FileAttributes::WriteRecord(std::ostream& stream) const {
     WriteTString(stream, path_);
@@ -36,7 +36,9 @@ void FileAttributes::ReadObject(std::istream& stream) {
 
 void FileAttributes::ReadObjectOfVersion(std::istream& stream, std::uint16_t version) {
     const bool hasVolumeKind = stateVersion::hasVolumeKind(version);
-    ReadTString(stream, path_);
+    std::wstring path;
+    ReadTString(stream, path);
+    path_ = path;
     std::array<std::byte, kFullRun> run{};
     Read(stream, run.data(), hasVolumeKind ? kFullRun : kShortRun);
     exists_ = run[0] != std::byte{0};
@@ -50,7 +52,7 @@ void FileAttributes::ReadObjectOfVersion(std::istream& stream, std::uint16_t ver
 }
 
 bool FileAttributes::WriteText(std::wostream& stream) const {
-    return writeLine(stream, path_) && writeLine(stream, exists_ ? L"1" : L"0") &&
+    return writeLine(stream, path_.get()) && writeLine(stream, exists_ ? L"1" : L"0") &&
            writeLine(stream, size_) &&
            writeLine(stream, static_cast<std::uint32_t>(volumeKind_.get()));
 }
@@ -64,7 +66,7 @@ bool FileAttributes::ReadText(std::wistream& stream) {
         !readLine(stream, volumeKind)) {
         return false;
     }
-    path_ = std::move(path);
+    path_ = path;
     exists_ = exists == L"1";
     size_ = size;
     volumeKind_.set(VolumeKind{volumeKind});

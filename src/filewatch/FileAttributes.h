@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "utils/InternedText.h"
 #include "utils/Serializable.h"
 
 namespace lathwind {
@@ -25,7 +26,7 @@ enum class VolumeKind : std::uint32_t { Unknown = 0, Local = 1, Removable = 2, N
 class FileAttributes : public Serializable {
 public:
     // `path` is kept as given: callers that hold a path of an operator use CreateFileAttributes.
-    explicit FileAttributes(std::wstring path);
+    explicit FileAttributes(InternedText path);
     ~FileAttributes() override = default;
 
     // The newest layout.
@@ -124,7 +125,7 @@ protected:
     FileAttributes(const FileAttributes&) = default;
     FileAttributes& operator=(const FileAttributes&) = default;
 
-    std::wstring path_;
+    InternedText path_;
     bool exists_ = false;
     std::uint64_t size_ = 0;
     std::uint64_t changeStamp_ = 0;

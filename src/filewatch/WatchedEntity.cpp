@@ -75,7 +75,7 @@ void WatchedEntity::Assign(const WatchedEntity& other) {
 
 void WatchedEntity::WriteEntity(std::ostream& stream) {
     Write(stream, type);
-    WriteTString(stream, virtualName);
+    WriteTString(stream, virtualName.get());
     WriteObject(stream);
 }
 

@@ -9,6 +9,7 @@
 #include "events/FileAction.h"
 #include "events/IDSEvent.h"
 #include "filewatch/OwnedSnapshot.h"
+#include "utils/InternedText.h"
 #include "utils/Serializable.h"
 
 namespace lathwind {
@@ -118,8 +119,8 @@ protected:
 
     OwnedSnapshot attributes;
     std::int32_t type;
-    Digest digest{};  // below version 9 an MD5 in the first 16 bytes
-    std::wstring virtualName;
+    Digest digest{};           // below version 9 an MD5 in the first 16 bytes
+    InternedText virtualName;  // as a rule empty, or the same for a folder of files
 };
 
 }  // namespace lathwind

@@ -39,7 +39,7 @@ std::wstring_view operationLetter(FileAction action) {
 void WatchedEntity::ApplyVirtualName(std::wstring name, IDSEvent& event, std::uint32_t stateValue,
                                      bool useOwn) const {
     if (useOwn && name.empty()) {
-        name = virtualName;
+        name = virtualName.get();
     }
     if (name.empty()) {
         return;

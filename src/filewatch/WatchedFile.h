@@ -70,7 +70,7 @@ private:
     std::unique_ptr<ByteArray> TakeContents(const std::wstring& path);
     FileDiffState& DiffState();
 
-    std::wstring label;
+    InternedText label;
     bool checksumEnabled = false;
     bool monitorAccessTime = false;
     std::int32_t lastAction = 0;               // after all conversions; 0 when it came to nothing

@@ -4,10 +4,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <unordered_set>
 
+#include "utils/SipHash.h"
 #include "utils/platform/PlatformFactory.h"
 
 namespace lathwind {
@@ -38,7 +38,27 @@ struct TextHash {
     using is_transparent = void;
     template <class T>
     std::size_t operator()(const T& value) const noexcept {
-        return std::hash<std::wstring_view>()(textOf(value));
+        return hash(textOf(value));
+    }
+
+private:
+    // Names of files come from outside. Four UTF-16 units make a word.
+    static std::size_t hash(std::wstring_view text) noexcept {
+        constexpr std::size_t kUnitsInWord = 4;
+        TableHash hash(processHashKey());
+        const std::uint64_t length = text.size();
+        for (; text.size() >= kUnitsInWord; text.remove_prefix(kUnitsInWord)) {
+            hash.add(wordOf(text.substr(0, kUnitsInWord)));
+        }
+        hash.add(wordOf(text) | length << 48);
+        return static_cast<std::size_t>(hash.finish());
+    }
+    static std::uint64_t wordOf(std::wstring_view units) noexcept {
+        std::uint64_t word = 0;
+        for (const wchar_t unit : units) {
+            word = word << 16 | static_cast<std::uint16_t>(unit);
+        }
+        return word;
     }
 };
 

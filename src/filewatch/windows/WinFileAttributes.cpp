@@ -65,6 +65,9 @@ std::unique_ptr<FileAttributes> WinFileAttributes::Clone() const {
 std::unique_ptr<FileAttributes> WinFileAttributes::TakeNew() const {
     auto snapshot = std::make_unique<WinFileAttributes>(path_);
     snapshot->volumeKind_ = volumeKind_;
+    snapshot->owner_ = owner_;
+    snapshot->primaryGroup_ = primaryGroup_;
+    snapshot->acl_ = acl_;
     snapshot->Initialize();
     return snapshot;
 }
@@ -82,11 +85,11 @@ void WinFileAttributes::Reset() {
     modifiedTime_ = 0;
     attributes_ = 0;
     hardLinks_ = 0;
-    owner_.clear();
-    primaryGroup_.clear();
+    owner_ = {};
+    primaryGroup_ = {};
     extendedAttributes_.clear();
     alternateStreams_.clear();
-    acl_.clear();
+    acl_ = {};
 }
 
 bool WinFileAttributes::IsDirectory() const {
@@ -160,17 +163,19 @@ bool WinFileAttributes::HasStateOf(const WinFileAttributes& other, bool compareA
 }
 
 std::wstring WinFileAttributes::GetExtendedAttribute(const std::wstring& name) const {
-    const auto found = extendedAttributes_.find(name);
-    return found == extendedAttributes_.end() ? std::wstring() : found->second;
+    const AttributeMap& attributes = GetExtendedAttributes();
+    const auto found = attributes.find(name);
+    return found == attributes.end() ? std::wstring() : found->second;
 }
 
 std::uint32_t WinFileAttributes::GetAlternateStreamSize(const std::wstring& name) const {
-    const auto found = alternateStreams_.find(name);
-    return found == alternateStreams_.end() ? kNoStream : found->second;
+    const StreamMap& streams = GetAlternateStreams();
+    const auto found = streams.find(name);
+    return found == streams.end() ? kNoStream : found->second;
 }
 
 void WinFileAttributes::SplitAcl(std::list<std::wstring>& list) const {
-    std::wstring_view rest = acl_;
+    std::wstring_view rest = acl_.get();
     const auto cutBefore = [&](std::size_t position) {
         if (position != std::wstring_view::npos) {
             list.emplace_back(rest.substr(0, position));

@@ -5,8 +5,10 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "filewatch/FileAttributes.h"
+#include "utils/Rare.h"
 #include "utils/platform/Files.h"
 
 namespace lathwind {
@@ -71,8 +73,8 @@ public:
     const std::wstring& GetOwner() const noexcept { return owner_; }  // SID text
     const std::wstring& GetPrimaryGroup() const noexcept { return primaryGroup_; }
     const std::wstring& GetAcl() const noexcept { return acl_; }  // SDDL
-    const AttributeMap& GetExtendedAttributes() const noexcept { return extendedAttributes_; }
-    const StreamMap& GetAlternateStreams() const noexcept { return alternateStreams_; }
+    const AttributeMap& GetExtendedAttributes() const { return extendedAttributes_.get(); }
+    const StreamMap& GetAlternateStreams() const { return alternateStreams_.get(); }
     // Empty where there is none of that name.
     std::wstring GetExtendedAttribute(const std::wstring& name) const;
     // Low 32 bits of the size in bytes. An empty stream gives 0, a missing one kNoStream.
@@ -91,10 +93,20 @@ private:
     bool ReadTextFields(std::wistream& stream);
     bool HasStateOf(const WinFileAttributes& other, bool compareAccessTime) const;
     void TakeFacts(const platform::FileFacts& facts);
-    void ReadOwners(const std::wstring& realPath, const platform::Survey& survey);
+    // What the snapshot before had.
+    struct SecurityTexts {
+        InternedText owner;
+        InternedText group;
+        InternedText acl;
+    };
+    SecurityTexts TakeSecurityTexts() {
+        return {std::move(owner_), std::move(primaryGroup_), std::move(acl_)};
+    }
+    void ReadOwners(const std::wstring& realPath, const platform::Survey& survey,
+                    const SecurityTexts& before);
     void ReadExtendedAttributes(platform::Survey& survey);
     void ReadAlternateStreams(const std::wstring& realPath);
-    void ReadAcl(const platform::SecurityDescriptor* descriptor);
+    void ReadAcl(const platform::SecurityDescriptor* descriptor, const InternedText& before);
 
     FileTime creationTime_ = 0;
     FileTime accessTime_ = 0;
@@ -103,11 +115,12 @@ private:
     // Nothing fetches the number of hard links: it is what the record held. The slot stays for
     // the files that carry one.
     std::uint32_t hardLinks_ = 0;
-    std::wstring owner_;
-    std::wstring primaryGroup_;
-    AttributeMap extendedAttributes_;
-    StreamMap alternateStreams_;
-    std::wstring acl_;
+    // Most files of a folder have these in common.
+    InternedText owner_;
+    InternedText primaryGroup_;
+    InternedText acl_;
+    Rare<AttributeMap> extendedAttributes_;
+    Rare<StreamMap> alternateStreams_;
 };
 
 // Owner and primary group of the object at `path`, as SID texts, or as account names where

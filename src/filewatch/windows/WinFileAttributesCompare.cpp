@@ -215,13 +215,13 @@ std::wstring WinFileAttributes::CompareToText(const FileAttributes& other, bool 
 std::wstring WinFileAttributes::CompareExtendedToText(const FileAttributes& other) const {
     const WinFileAttributes& previous = sameKind(other);
     std::wstring text;
-    if (previous.extendedAttributes_ != extendedAttributes_) {
+    if (!(previous.extendedAttributes_ == extendedAttributes_)) {
         appendAttributeLines(text, previous, *this);
     }
-    if (previous.alternateStreams_ != alternateStreams_) {
+    if (!(previous.alternateStreams_ == alternateStreams_)) {
         appendStreamLines(text, previous, *this);
     }
-    if (previous.acl_ != acl_) {
+    if (!(previous.acl_ == acl_)) {
         text += valueChangeText(L"Access Control List", previous.GetAclDisplayText(),
                                 GetAclDisplayText());
     }
@@ -229,7 +229,7 @@ std::wstring WinFileAttributes::CompareExtendedToText(const FileAttributes& othe
 }
 
 std::wstring WinFileAttributes::GetAclDisplayText() const {
-    return AclDisplayText(acl_);
+    return AclDisplayText(acl_.get());
 }
 
 }  // namespace lathwind

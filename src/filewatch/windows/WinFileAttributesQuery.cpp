@@ -62,6 +62,12 @@ bool takeOwners(const platform::SecurityDescriptor& descriptor, bool resolveName
     return !owner.empty() && !group.empty();
 }
 
+// Most snapshots find the security of the one before them: to see that is cheaper than to look the
+// text up.
+InternedText sameOr(const InternedText& before, const std::wstring& text) {
+    return before.get() == text ? before : InternedText(text);
+}
+
 bool isMissing(ErrorCode code) {
     return code == error::FileNotFound || code == error::PathNotFound;
 }
@@ -129,6 +135,7 @@ std::uint32_t GetReparseTag(const std::wstring& path) {
 // The security is read once for owner, group and access list. Every notification of a file comes
 // through here.
 bool WinFileAttributes::Initialize() {
+    const SecurityTexts before = TakeSecurityTexts();
     Reset();
     if (path_.empty()) {
         return true;
@@ -139,10 +146,10 @@ bool WinFileAttributes::Initialize() {
     exists_ = code == error::Success;
     if (exists_) {
         TakeFacts(survey.facts);
-        ReadOwners(realPath.get(), survey);
+        ReadOwners(realPath.get(), survey, before);
         ReadExtendedAttributes(survey);
         ReadAlternateStreams(realPath.get());
-        ReadAcl(survey.security.get());
+        ReadAcl(survey.security.get(), before.acl);
     } else if (!isMissing(code)) {
         debugLog(ModuleId::Utils,
                  L"WinFileAttributes::Initialize - GetFileAttributesEx failed on %s, "
@@ -174,10 +181,15 @@ bool WinFileAttributes::IsCertainlyUnchanged(std::uint64_t stamp, bool compareAc
 }
 
 // Who may not see the whole descriptor may still be told owner and group.
-void WinFileAttributes::ReadOwners(const std::wstring& realPath, const platform::Survey& survey) {
+void WinFileAttributes::ReadOwners(const std::wstring& realPath, const platform::Survey& survey,
+                                   const SecurityTexts& before) {
+    std::wstring owner;
+    std::wstring group;
     const bool fetched = survey.security
-                             ? takeOwners(*survey.security, false, owner_, primaryGroup_)
-                             : GetFileOwnerAndPrimaryGroup(realPath, owner_, primaryGroup_, false);
+                             ? takeOwners(*survey.security, false, owner, group)
+                             : GetFileOwnerAndPrimaryGroup(realPath, owner, group, false);
+    owner_ = sameOr(before.owner, owner);
+    primaryGroup_ = sameOr(before.group, group);
     if (!fetched) {
         debugLog(ModuleId::Utils,
                  L"WinFileAttributes::Initialize - GetFileOwnerAndPrimaryGroup() failed");
@@ -186,10 +198,13 @@ void WinFileAttributes::ReadOwners(const std::wstring& realPath, const platform:
 
 bool WinFileAttributes::Update() {
     const std::wstring realPath = MapToRealPath(path_);
-    if (owner_ == kNoPreviousData && primaryGroup_ == kNoPreviousData) {
+    if (owner_.get() == kNoPreviousData && primaryGroup_.get() == kNoPreviousData) {
         ErrorCode code = error::Success;
-        const bool fetched =
-            GetFileOwnerAndPrimaryGroup(realPath, owner_, primaryGroup_, false, &code);
+        std::wstring owner;
+        std::wstring group;
+        const bool fetched = GetFileOwnerAndPrimaryGroup(realPath, owner, group, false, &code);
+        owner_ = owner;
+        primaryGroup_ = group;
         // The reverse of Initialize, on purpose: a record of a file that has gone since is the
         // rare case here and worth a line, a file that keeps its security to itself is not.
         if (!fetched && isMissing(code)) {
@@ -200,7 +215,7 @@ bool WinFileAttributes::Update() {
         }
     }
     ErrorCode code = error::Success;
-    ReadAcl(platform::files().readSecurity(realPath, kWholeDescriptor, code).get());
+    ReadAcl(platform::files().readSecurity(realPath, kWholeDescriptor, code).get(), acl_);
     return true;
 }
 
@@ -212,7 +227,7 @@ void WinFileAttributes::ReadExtendedAttributes(platform::Survey& survey) {
                  errorText(survey.backupCode));
     }
     for (const auto& [name, value] : survey.attributes) {
-        extendedAttributes_.insert_or_assign(widenText(name), widenText(value));
+        extendedAttributes_.edit().insert_or_assign(widenText(name), widenText(value));
     }
     if (!backup) {
         return;
@@ -226,7 +241,7 @@ void WinFileAttributes::ReadExtendedAttributes(platform::Survey& survey) {
                  errorText(stream.code));
     }
     for (const auto& [name, value] : decodeEaList(stream.data)) {
-        extendedAttributes_.insert_or_assign(widenText(name), widenText(value));
+        extendedAttributes_.edit().insert_or_assign(widenText(name), widenText(value));
     }
     const ErrorCode code = backup->finish();
     if (code != error::Success) {
@@ -256,12 +271,13 @@ void WinFileAttributes::ReadAlternateStreams(const std::wstring& realPath) {
         return;
     }
     for (FileStream& stream : decodeStreamList(bytes)) {
-        alternateStreams_.insert_or_assign(std::move(stream.name),
-                                           static_cast<std::uint32_t>(stream.size));
+        alternateStreams_.edit().insert_or_assign(std::move(stream.name),
+                                                  static_cast<std::uint32_t>(stream.size));
     }
 }
 
-void WinFileAttributes::ReadAcl(const platform::SecurityDescriptor* descriptor) {
+void WinFileAttributes::ReadAcl(const platform::SecurityDescriptor* descriptor,
+                                const InternedText& before) {
     if (descriptor == nullptr) {
         return;
     }
@@ -273,7 +289,7 @@ void WinFileAttributes::ReadAcl(const platform::SecurityDescriptor* descriptor) 
                  path_, errorText(code));
         return;
     }
-    acl_ = std::move(text);
+    acl_ = sameOr(before, text);
 }
 
 bool WinFileAttributes::RefreshAccessTime() {

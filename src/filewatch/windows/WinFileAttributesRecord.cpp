@@ -53,6 +53,12 @@ struct FixedRun {
     static constexpr std::size_t size = 32;
 };
 
+InternedText readText(std::istream& stream) {
+    std::wstring text;
+    Serializable::ReadTString(stream, text);
+    return InternedText(text);
+}
+
 bool writeTimeLines(std::wostream& stream, FileTime time) {
     return writeLine(stream, static_cast<std::uint32_t>(time >> 32)) &&
            writeLine(stream, static_cast<std::uint32_t>(time));
@@ -110,15 +116,15 @@ void WinFileAttributes::WriteRecord(std::ostream& stream) const {
     storeLittleEndian(&run[FixedRun::modifiedTime], modifiedTime_);
     storeLittleEndian(&run[FixedRun::hardLinks], hardLinks_);
     Write(stream, run.data(), run.size());
-    WriteTString(stream, owner_);
-    WriteTString(stream, primaryGroup_);
-    Write(stream, static_cast<std::uint32_t>(extendedAttributes_.size()));
-    for (const auto& [name, value] : extendedAttributes_) {
+    WriteTString(stream, owner_.get());
+    WriteTString(stream, primaryGroup_.get());
+    Write(stream, static_cast<std::uint32_t>(GetExtendedAttributes().size()));
+    for (const auto& [name, value] : GetExtendedAttributes()) {
         WriteTString(stream, name);
         WriteTString(stream, value);
     }
-    Write(stream, static_cast<std::uint32_t>(alternateStreams_.size()));
-    for (const auto& [name, size] : alternateStreams_) {
+    Write(stream, static_cast<std::uint32_t>(GetAlternateStreams().size()));
+    for (const auto& [name, size] : GetAlternateStreams()) {
         WriteTString(stream, name);
         Write(stream, size);
     }
@@ -160,22 +166,22 @@ void WinFileAttributes::ReadFixedFields(std::istream& stream) {
 
 void WinFileAttributes::ReadVersionedFields(std::istream& stream, std::uint16_t version) {
     if (stateVersion::hasOwners(version)) {
-        ReadTString(stream, owner_);
-        ReadTString(stream, primaryGroup_);
+        owner_ = readText(stream);
+        primaryGroup_ = readText(stream);
     } else {
-        owner_ = kNoPreviousData;
-        primaryGroup_ = kNoPreviousData;
+        owner_ = InternedText(kNoPreviousData);
+        primaryGroup_ = InternedText(kNoPreviousData);
     }
     extendedAttributes_.clear();
     alternateStreams_.clear();
     if (stateVersion::hasStreams(version)) {
         ReadMaps(stream);
     }
-    acl_.clear();
+    acl_ = {};
     if (stateVersion::hasAclPieces(version)) {
         ReadJoinedAcl(stream);
     } else if (stateVersion::hasAcl(version)) {
-        ReadTString(stream, acl_);
+        acl_ = readText(stream);
     }
 }
 
@@ -189,8 +195,8 @@ void WinFileAttributes::ReadMaps(std::istream& stream) {
         std::wstring value;
         ReadTString(stream, name);
         ReadTString(stream, value);
-        extendedAttributes_.insert_or_assign(extendedAttributes_.end(), std::move(name),
-                                             std::move(value));
+        AttributeMap& attributes = extendedAttributes_.edit();
+        attributes.insert_or_assign(attributes.end(), std::move(name), std::move(value));
     }
     Read(stream, count);
     for (; count > 0; --count) {
@@ -198,7 +204,8 @@ void WinFileAttributes::ReadMaps(std::istream& stream) {
         std::uint32_t size = 0;
         ReadTString(stream, name);
         Read(stream, size);
-        alternateStreams_.insert_or_assign(alternateStreams_.end(), std::move(name), size);
+        StreamMap& streams = alternateStreams_.edit();
+        streams.insert_or_assign(streams.end(), std::move(name), size);
     }
 }
 
@@ -211,20 +218,22 @@ void WinFileAttributes::ReadJoinedAcl(std::istream& stream) {
             L"Exception: Size of string list exceeds serialization sanity check", __LINE__,
             L"WinFileAttributes");
     }
+    std::wstring text;
     std::wstring piece;
     for (; count > 0; --count) {
         ReadTString(stream, piece);
-        acl_ += piece;
+        text += piece;
     }
+    acl_ = text;
 }
 
 bool WinFileAttributes::WriteText(std::wostream& stream) const {
     return FileAttributes::WriteText(stream) && writeLine(stream, attributes_) &&
            writeTimeLines(stream, creationTime_) && writeTimeLines(stream, accessTime_) &&
            writeTimeLines(stream, modifiedTime_) && writeLine(stream, hardLinks_) &&
-           writeLine(stream, owner_) && writeLine(stream, primaryGroup_) &&
-           writeMapLines(stream, extendedAttributes_) && writeMapLines(stream, alternateStreams_) &&
-           writeLine(stream, acl_);
+           writeLine(stream, owner_.get()) && writeLine(stream, primaryGroup_.get()) &&
+           writeMapLines(stream, GetExtendedAttributes()) &&
+           writeMapLines(stream, GetAlternateStreams()) && writeLine(stream, acl_.get());
 }
 
 bool WinFileAttributes::ReadText(std::wistream& stream) {
@@ -237,11 +246,19 @@ bool WinFileAttributes::ReadText(std::wistream& stream) {
 }
 
 bool WinFileAttributes::ReadTextFields(std::wistream& stream) {
-    return readLine(stream, attributes_) && readTimeLines(stream, creationTime_) &&
-           readTimeLines(stream, accessTime_) && readTimeLines(stream, modifiedTime_) &&
-           readLine(stream, hardLinks_) && readLine(stream, owner_) &&
-           readLine(stream, primaryGroup_) && readMapLines(stream, extendedAttributes_) &&
-           readMapLines(stream, alternateStreams_) && readLine(stream, acl_);
+    std::wstring owner;
+    std::wstring group;
+    std::wstring acl;
+    const bool isWhole = readLine(stream, attributes_) && readTimeLines(stream, creationTime_) &&
+                         readTimeLines(stream, accessTime_) &&
+                         readTimeLines(stream, modifiedTime_) && readLine(stream, hardLinks_) &&
+                         readLine(stream, owner) && readLine(stream, group) &&
+                         readMapLines(stream, extendedAttributes_.edit()) &&
+                         readMapLines(stream, alternateStreams_.edit()) && readLine(stream, acl);
+    owner_ = owner;
+    primaryGroup_ = group;
+    acl_ = acl;
+    return isWhole;
 }
 
 }  // namespace lathwind
