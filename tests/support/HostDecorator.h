@@ -37,6 +37,7 @@ public:
         return host_.revertFsRedirection(cookie);
     }
     std::int64_t currentTimeMs() override { return host_.currentTimeMs(); }
+    std::int64_t bootTime() override { return host_.bootTime(); }
     std::int64_t steadyTimeMs() override { return host_.steadyTimeMs(); }
     void sleepMs(std::uint32_t milliseconds) override { host_.sleepMs(milliseconds); }
     platform::TimeZoneFacts timeZone() override { return host_.timeZone(); }

@@ -38,6 +38,7 @@ inline constexpr ErrorCode FilenameTooLong = 206;
 inline constexpr ErrorCode MoreData = 234;
 inline constexpr ErrorCode Directory = 267;
 inline constexpr ErrorCode ServiceDoesNotExist = 1060;
+inline constexpr ErrorCode ServiceControllerConnect = 1063;
 inline constexpr ErrorCode NotFound = 1168;
 inline constexpr ErrorCode NoneMapped = 1332;
 inline constexpr ErrorCode InvalidSid = 1337;

@@ -63,6 +63,8 @@ public:
 
     // Milliseconds since 1970-01-01, universal time.
     virtual std::int64_t currentTimeMs() = 0;
+    // Seconds since 1970 at which the system was started; 0 where that cannot be told.
+    virtual std::int64_t bootTime() = 0;
     // Milliseconds of a clock that never goes back.
     virtual std::int64_t steadyTimeMs() = 0;
     virtual void sleepMs(std::uint32_t milliseconds) = 0;

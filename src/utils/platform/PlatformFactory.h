@@ -12,6 +12,7 @@
 #include "utils/platform/Libraries.h"
 #include "utils/platform/Processes.h"
 #include "utils/platform/Registry.h"
+#include "utils/platform/Supervision.h"
 #include "utils/platform/Threading.h"
 #include "utils/platform/Volumes.h"
 
@@ -34,6 +35,7 @@ struct PlatformFactory {
     platform::Processes& (*processes)() = nullptr;
     platform::Host& (*host)() = nullptr;
     platform::Libraries& (*libraries)() = nullptr;
+    platform::Supervision& (*supervision)() = nullptr;
 
     // Objects.
     std::unique_ptr<MessageCatalogue> (*createMessageCatalogue)() = nullptr;
@@ -74,6 +76,9 @@ inline Host& host() {
 }
 inline Libraries& libraries() {
     return platformFactory.libraries();
+}
+inline Supervision& supervision() {
+    return platformFactory.supervision();
 }
 }  // namespace platform
 

@@ -16,6 +16,7 @@ constinit PlatformFactory platformFactory = {
     .processes = posix::processes,
     .host = posix::host,
     .libraries = posix::libraries,
+    .supervision = posix::supervision,
     .createMessageCatalogue = makeTableCatalogue,
     .createLock = posix::makeLock,
     .createLookup = makeCachedLookup,

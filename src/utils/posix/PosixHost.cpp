@@ -193,6 +193,17 @@ public:
         const auto now = std::chrono::system_clock::now().time_since_epoch();
         return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
     }
+    // The kernel notes it once, so it stays the same while the clock is set.
+    std::int64_t bootTime() override {
+        std::ifstream facts("/proc/stat");
+        for (std::string word; facts >> word;) {
+            std::int64_t seconds = 0;
+            if (word == "btime" && facts >> seconds) {
+                return seconds;
+            }
+        }
+        return 0;
+    }
     std::int64_t steadyTimeMs() override {
         const auto now = std::chrono::steady_clock::now().time_since_epoch();
         return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();

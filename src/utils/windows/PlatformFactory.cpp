@@ -15,6 +15,7 @@ constinit PlatformFactory platformFactory = {
     .processes = windows::processes,
     .host = windows::host,
     .libraries = windows::libraries,
+    .supervision = windows::supervision,
     .createMessageCatalogue = windows::makeResourceCatalogue,
     .createLock = windows::makeLock,
     .createLookup = makeCachedLookup,

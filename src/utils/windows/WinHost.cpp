@@ -86,6 +86,7 @@ public:
     ErrorCode revertFsRedirection(void* cookie) override;
 
     std::int64_t currentTimeMs() override { return systemTimeMs(); }
+    std::int64_t bootTime() override { return (systemTimeMs() - steadyTimeMs()) / 1000; }
     std::int64_t steadyTimeMs() override { return static_cast<std::int64_t>(::GetTickCount64()); }
     void sleepMs(std::uint32_t milliseconds) override { ::Sleep(milliseconds); }
     platform::TimeZoneFacts timeZone() override { return localZone(); }

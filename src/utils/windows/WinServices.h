@@ -16,6 +16,7 @@ platform::Accounts& accounts();
 platform::Processes& processes();
 platform::Host& host();
 platform::Libraries& libraries();
+platform::Supervision& supervision();
 
 std::unique_ptr<Lock> makeLock();
 std::unique_ptr<Event> makeEvent(const std::wstring& name);

@@ -21,6 +21,7 @@ TEST(PlatformFactory, EveryEntryIsFilled) {
     EXPECT_NE(factory.processes, nullptr);
     EXPECT_NE(factory.host, nullptr);
     EXPECT_NE(factory.libraries, nullptr);
+    EXPECT_NE(factory.supervision, nullptr);
     EXPECT_NE(factory.createMessageCatalogue, nullptr);
     EXPECT_NE(factory.createLock, nullptr);
     EXPECT_NE(factory.createLookup, nullptr);
@@ -30,7 +31,7 @@ TEST(PlatformFactory, EveryEntryIsFilled) {
     EXPECT_NE(factory.createFileUtility, nullptr);
     EXPECT_EQ(factory.exitEvent, nullptr);
     // A new entry has to be added above.
-    EXPECT_EQ(sizeof(PlatformFactory), 15 * sizeof(void*));
+    EXPECT_EQ(sizeof(PlatformFactory), 16 * sizeof(void*));
 }
 
 TEST(PlatformFactory, ServicesAreOneAndObjectsAreNew) {
