@@ -1,6 +1,6 @@
 #include "tools/CommandLine.h"
 
-#include "tools/Console.h"
+#include "utils/Console.h"
 
 namespace lathwind::tool {
 namespace {

@@ -3,6 +3,7 @@
 #include "filewatch/LogFileProperties.h"
 #include "utils/FileIO.h"
 #include "utils/IniFile.h"
+#include "utils/InstallLayout.h"
 #include "utils/platform/PlatformFactory.h"
 
 namespace lathwind::tool {
@@ -55,15 +56,15 @@ InstallPaths::InstallPaths() {
 }
 
 std::wstring InstallPaths::GetBinPath() const {
-    return rootPath + L"\\IDS\\bin";
+    return binFolderOf(rootPath);
 }
 
 std::wstring InstallPaths::GetSystemPath() const {
-    return rootPath + L"\\IDS\\system";
+    return systemFolderOf(rootPath);
 }
 
 std::wstring InstallPaths::GetIpsPath() const {
-    return rootPath + L"\\IPS";
+    return ipsFolderOf(rootPath);
 }
 
 std::wstring InstallPaths::GetServiceLogPath() const {

@@ -6,12 +6,12 @@
 #include "filewatch/WatchedEntity.h"
 #include "filewatch/windows/WinMountManager.h"
 #include "tools/CommandLine.h"
-#include "tools/Console.h"
+#include "utils/Console.h"
 #include "tools/InstallPaths.h"
 #include "tools/StateFileTool.h"
 #include "utils/ErrorLogWriter.h"
 #include "utils/FileIO.h"
-#include "utils/Text.h"
+#include "utils/InstallLayout.h"
 
 namespace lathwind::tool {
 namespace {
@@ -158,8 +158,8 @@ ExitCode runLathwind(const std::vector<std::wstring>& words) {
         return ExitCode::Success;
     }
     installPaths().SetRootPath(line.rootPath);
-    const std::string binary = narrow(installPaths().GetBinPath());
-    if (platform::files().setCurrentDirectory(binary) != platform::error::Success) {
+    std::string binary;
+    if (enterBinFolder(line.rootPath, binary) != platform::error::Success) {
         print(L"Failed to set current working dir to %s .\n", binary);
         ShowUsage();
         return ExitCode::DirectoryFailed;

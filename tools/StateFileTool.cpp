@@ -4,7 +4,7 @@
 #include "filewatch/LogFileProperties.h"
 #include "filewatch/MountManager.h"
 #include "filewatch/WatchedLogFile.h"
-#include "tools/Console.h"
+#include "utils/Console.h"
 #include "tools/InstallPaths.h"
 #include "tools/Progress.h"
 #include "utils/FileIO.h"

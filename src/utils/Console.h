@@ -5,7 +5,7 @@
 #include "utils/Format.h"
 #include "utils/platform/PlatformFactory.h"
 
-namespace lathwind::tool {
+namespace lathwind {
 
 // Formatted text for standard output.
 template <class... Args>
@@ -13,4 +13,4 @@ void print(std::wstring_view text, const Args&... args) {
     platform::host().writeOutput(format(text, args...));
 }
 
-}  // namespace lathwind::tool
+}  // namespace lathwind
