@@ -19,7 +19,27 @@ constexpr std::wstring_view kAgent = L"Agent";
 constexpr std::uint32_t kDefaultStatisticsFrequency = 1200;
 constexpr std::uint32_t kMinOverrideFrequency = 5;
 
+constexpr std::wstring_view kPluginSection = L"Plugin Collectors";
+
 constinit std::atomic<bool> loggingSynchronous{false};
+
+// Each line of the section is a collector: its name, and the library it lives in.
+std::vector<PluginSetting> readPluginSettings(const IniFile& localAgent) {
+    std::vector<PluginSetting> plugins;
+    for (std::size_t section = 0; section < localAgent.sectionCount(); ++section) {
+        if (!equalsNoCase(localAgent.sectionName(section), kPluginSection)) {
+            continue;
+        }
+        for (std::size_t i = 0; i < localAgent.valueCount(section); ++i) {
+            const IniFile::Value value = localAgent.value(section, i);
+            if (!value.key.empty() && !value.value.empty()) {
+                plugins.push_back({std::wstring(value.key), std::wstring(value.value)});
+            }
+        }
+        break;  // of several sections of one name the first one counts
+    }
+    return plugins;
+}
 
 }  // namespace
 
@@ -84,6 +104,7 @@ void AgentInfo::readLocalAgentSettings() {
     eventLogFilePath_ = readEventLogPath(*localAgent_);
     deriveFlags_ = (settings_.flag(Setting::DeriveFromEventLog) ? deriveFlag::EventLog : 0) |
                    (settings_.flag(Setting::DeriveFromSyslog) ? deriveFlag::Syslog : 0);
+    plugins_ = readPluginSettings(*localAgent_);
     loggingSynchronous.store(unsafeExitOnCrash(), std::memory_order_relaxed);
 }
 

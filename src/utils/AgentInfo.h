@@ -37,6 +37,14 @@ struct SettingsPaths {
     static SettingsPaths in(const std::wstring& systemFolder, const std::wstring& companionFolder);
 };
 
+// A collector that lives in a library in the binary folder.
+struct PluginSetting {
+    std::wstring name;
+    std::wstring library;
+
+    friend bool operator==(const PluginSetting&, const PluginSetting&) = default;
+};
+
 namespace deriveFlag {
 inline constexpr std::uint32_t EventLog = 1;
 inline constexpr std::uint32_t Syslog = 2;
@@ -128,6 +136,7 @@ public:
     std::uint32_t shortPollInterval() const;  // seconds
     std::uint32_t longPollInterval() const;   // as the key says
     std::wstring agentId() const;
+    const std::vector<PluginSetting>& pluginCollectors() const noexcept { return plugins_; }
 
     // The agent's own process, in lower case; "unknown" where it cannot be told.
     std::wstring processName() const;
@@ -185,6 +194,7 @@ private:
     ProcessIdentity process_;
     std::wstring agentFeatures_;
     std::wstring agentId_;
+    std::vector<PluginSetting> plugins_;
     std::unique_ptr<IniFile> localAgent_;
     std::unique_ptr<IniFile> agent_;
     std::unique_ptr<IniFile> policyInfo_;

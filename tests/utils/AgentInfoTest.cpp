@@ -325,6 +325,16 @@ TEST_F(AgentInfoTest, TheDriverCollectorNeedsItsCompanion) {
     EXPECT_FALSE(load("IPS/agent.ini", enabled).collectors().isEnabled(collectorBit::IpsDriver));
 }
 
+TEST_F(AgentInfoTest, PluginCollectorsStandOneToALine) {
+    EXPECT_TRUE(load().pluginCollectors().empty());
+    const AgentInfo& info = load(
+        kLocal,
+        "[Other]\nx=y.dll\n[plugin collectors]\nDoor log = door.dll\nempty=\n=z.dll\nTwo=2.dll\n"
+        "[Plugin Collectors]\nThree=3.dll\n");
+    EXPECT_EQ(info.pluginCollectors(),
+              (std::vector<PluginSetting>{{L"Door log", L"door.dll"}, {L"Two", L"2.dll"}}));
+}
+
 TEST_F(AgentInfoTest, InfoFilesAnswerFromTheirFirstSection) {
     folder_.write("AgentConfigInfo.ini", "[any]\nName = cfg\n[other]\nElse=1\n");
     load("AgentPolicyInfo.ini", "[Policies]\nBase = Strict 2\n");
