@@ -5,6 +5,7 @@
 
 #include "filewatch/WatchedEntity.h"
 #include "filewatch/windows/WinMountManager.h"
+#include "support/ScopedCapture.h"
 #include "tools/Installation.h"
 #include "tools/StateFileTool.h"
 #include "tools/ToolRun.h"
