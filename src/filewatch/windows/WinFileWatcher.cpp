@@ -36,28 +36,6 @@ std::wstring withBackslash(std::wstring folder) {
     return folder;
 }
 
-// Seconds between two walks of a list, or two savings.
-std::int32_t intervalOf(std::int32_t listId) {
-    constexpr std::uint64_t kSecondsPerMinute = 60;
-    std::uint64_t seconds = 0;
-    switch (listId) {
-        case WinFileWatcher::kLogList:
-        case WinFileWatcher::kHighList:
-            seconds = AgentInfoRef()->shortPollInterval();
-            break;
-        case WinFileWatcher::kNormalList:
-            seconds = AgentInfoRef()->longPollInterval() * kSecondsPerMinute;
-            break;
-        case WinFileWatcher::kSaveTimer:
-            seconds = AgentInfoRef()->stateSavingFrequency();
-            break;
-        default:
-            return listId;
-    }
-    constexpr std::uint64_t longest = std::numeric_limits<std::int32_t>::max();
-    return static_cast<std::int32_t>(std::min(seconds, longest));
-}
-
 std::wstring timerName(std::int32_t listId) {
     return listId == WinFileWatcher::kSaveTimer ? L"State saving"
                                                 : L"File list " + std::to_wstring(listId);
@@ -96,6 +74,27 @@ void WinFileWatcher::Start() {
     EnsureTimer(kLogList);
     EnsureTimer(kSaveTimer);
     ThreadForTimers::Start();
+}
+
+std::int32_t WinFileWatcher::IntervalOf(std::int32_t listId) {
+    constexpr std::uint64_t kSecondsPerMinute = 60;
+    std::uint64_t seconds = 0;
+    switch (listId) {
+        case kLogList:
+        case kHighList:
+            seconds = AgentInfoRef()->shortPollInterval();
+            break;
+        case kNormalList:
+            seconds = AgentInfoRef()->longPollInterval() * kSecondsPerMinute;
+            break;
+        case kSaveTimer:
+            seconds = AgentInfoRef()->stateSavingFrequency();
+            break;
+        default:
+            return listId;
+    }
+    constexpr std::uint64_t longest = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::min(seconds, longest));
 }
 
 void WinFileWatcher::SetPollingIntervals(const std::set<std::int32_t>& listIds) {
@@ -141,7 +140,7 @@ void WinFileWatcher::RemoveList(std::int32_t listId) {
 // A timer whose interval is its id needs no other look. The timer thread's lock is taken here, so
 // the list lock is not held.
 void WinFileWatcher::EnsureTimer(std::int32_t listId) {
-    const std::int32_t interval = intervalOf(listId);
+    const std::int32_t interval = IntervalOf(listId);
     auto timer = GetTimer(listId);
     if (timer != nullptr && listId < kSaveTimer && timer->GetPeriod() != interval) {
         RemoveTimer(listId);
@@ -305,7 +304,7 @@ bool WinFileWatcher::TimerExpired(std::int64_t now, TimerItem& timer) {
     }
     WalkList(*list, listId, now);
     if (listId < kSaveTimer) {
-        const std::int32_t interval = intervalOf(listId);
+        const std::int32_t interval = IntervalOf(listId);
         if (interval != timer.GetPeriod()) {
             timer.SetPeriod(interval);
             return true;

@@ -41,6 +41,9 @@ public:
     static constexpr std::int32_t kNormalList = 2;
     static constexpr std::int32_t kSaveTimer = 3;  // paces the saving; no list has this id
 
+    // Seconds between two walks of a list, or two savings, as the settings say.
+    static std::int32_t IntervalOf(std::int32_t listId);
+
     explicit WinFileWatcher(FileEventSource& source);  // not owned
     ~WinFileWatcher() override;
 
