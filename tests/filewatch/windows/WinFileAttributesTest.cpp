@@ -515,6 +515,39 @@ TEST_F(WinFileAttributesQuery, RefreshesTheAccessTimeAlone) {
     EXPECT_EQ(snapshot.GetAccessFileTime(), 2u);
 }
 
+// Any doubt is no: the full look comes after it.
+TEST_F(WinFileAttributesQuery, IsCertainlyUnchangedAsksOnce) {
+    using platform::FileFacts;
+    file.facts.changeStamp = 7;
+    snapshot.Initialize();
+    ASSERT_EQ(snapshot.GetChangeStamp(), 7u);
+    files.calls = 0;
+    EXPECT_TRUE(snapshot.IsCertainlyUnchanged(7, true));
+    EXPECT_EQ(files.calls, 1);
+    EXPECT_FALSE(snapshot.IsCertainlyUnchanged(6, true));
+    const FileFacts before = file.facts;
+    const auto change = [&](auto FileFacts::*field) {
+        file.facts = before;
+        ++(file.facts.*field);
+    };
+    for (const auto field : {&FileFacts::changeStamp, &FileFacts::size, &FileFacts::modifiedTime,
+                             &FileFacts::creationTime}) {
+        change(field);
+        EXPECT_FALSE(snapshot.IsCertainlyUnchanged(7, false));
+    }
+    change(&FileFacts::attributes);
+    EXPECT_FALSE(snapshot.IsCertainlyUnchanged(7, false));
+    change(&FileFacts::accessTime);
+    EXPECT_TRUE(snapshot.IsCertainlyUnchanged(7, false));
+    EXPECT_FALSE(snapshot.IsCertainlyUnchanged(7, true));
+
+    file.facts = before;
+    file.facts.changeStamp = 0;
+    EXPECT_FALSE(snapshot.IsCertainlyUnchanged(0, false)) << "a platform without stamps";
+    files.objects.clear();
+    EXPECT_FALSE(snapshot.IsCertainlyUnchanged(7, false));
+}
+
 TEST_F(WinFileAttributesQuery, VolumeKinds) {
     using platform::DriveType;
     for (const auto& [type, kind] :

@@ -1,7 +1,9 @@
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <set>
 #include <sys/stat.h>
+#include <utility>
 
 #include "utils/Text.h"
 #include "utils/platform/Files.h"
@@ -43,6 +45,35 @@ TEST(FileFacts, AttributesComeFromTheModeAndGoBackToIt) {
     EXPECT_EQ(modeWithAttributes(04775, attribute::ReadOnly), mode_t{04555});
     EXPECT_EQ(modeWithAttributes(0555, attribute::Normal), mode_t{0755});
     EXPECT_EQ(modeWithAttributes(0575, attribute::Normal), mode_t{0575});
+}
+
+// Each of these is a difference that a stamp must show, though size and times agree.
+TEST(FileFacts, TheStampShowsEachChangeThatTheSystemNotes) {
+    struct statx status {};
+    EXPECT_EQ(factsOf(status).changeStamp, 0u) << "a file system without change times";
+    status.stx_mask = STATX_CTIME;
+    std::set<std::uint64_t> stamps{0, factsOf(status).changeStamp};
+    const auto differs = [&](auto& field) {
+        ++field;
+        return stamps.insert(factsOf(status).changeStamp).second;
+    };
+    EXPECT_TRUE(differs(status.stx_ctime.tv_sec));
+    EXPECT_TRUE(differs(status.stx_ctime.tv_nsec));
+    EXPECT_TRUE(differs(status.stx_ino));
+    EXPECT_TRUE(differs(status.stx_dev_major));
+    EXPECT_TRUE(differs(status.stx_dev_minor));
+    EXPECT_TRUE(differs(status.stx_uid));
+    EXPECT_TRUE(differs(status.stx_gid));
+    EXPECT_TRUE(differs(status.stx_mode));
+    ++status.stx_atime.tv_sec;
+    EXPECT_TRUE(stamps.contains(factsOf(status).changeStamp)) << "reading is no change";
+
+    status.stx_ctime = {};
+    status.stx_ctime.tv_sec = 1000;
+    for (const auto& [now, settled] :
+         {std::pair{1003, true}, {1002, false}, {1000, false}, {900, false}}) {
+        EXPECT_EQ(isSettled(status, {now, 0}), settled) << now;
+    }
 }
 
 TEST(FileFacts, TimesCountFrom1601) {
