@@ -32,8 +32,7 @@ public:
 
 private:
     std::int32_t recursionLevel_;
-    // At first: what came between the listing that led here and the first snapshot is in neither.
-    bool listAgain_ = true;
+    bool listAgain_ = false;
     std::set<std::wstring> masks_;
     std::unique_ptr<FileAttributes> snapshot_;
 };

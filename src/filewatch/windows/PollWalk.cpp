@@ -74,6 +74,11 @@ MadePollEntry MakePollEntry(const std::wstring& path, std::int32_t recursionLeve
     return made;
 }
 
+bool MayChangeUnseen(const FileAttributes& folder, std::int64_t now) {
+    constexpr std::int64_t kLongestStep = 2;
+    return std::int64_t{folder.GetModifiedTime()} + kLongestStep >= now;
+}
+
 PollWalk::PollWalk(PollList& list, std::int32_t listId, FileEventSource& source,
                    PollReporter& reporter, std::int64_t now)
     : list_(list),
@@ -226,7 +231,7 @@ void PollWalk::SeeSame(Row& row, Sight& sight) {
         const auto items =
             ListNewChildren(path, *entry, differs || isUntold ? level : std::min(level, 1));
         ExpandDirectory(found_, items, path, *entry);
-        entry->SetListAgain(IsUnsettled(*sight.now));
+        entry->SetListAgain(MayChangeUnseen(*sight.now, now_));
     }
     if (differs) {
         TellUnlessFiltered(row, sight, FileAction::Modified);
@@ -259,7 +264,7 @@ void PollWalk::KeepSnapshot(Row& row, Sight& sight) const {
         folder->SetPhase(walk_);
         entry = std::move(folder);
     }
-    entry->SetListAgain(IsUnsettled(*sight.now));
+    entry->SetListAgain(MayChangeUnseen(*sight.now, now_));
     entry->SetStamp(sight.now->GetChangeStamp());
     entry->SetSnapshot(std::move(sight.now));
 }
@@ -328,6 +333,7 @@ void PollWalk::ExpandDirectory(Rows& newRows, const std::vector<std::wstring>& i
         if (row == nullptr) {
             row = std::move(made.entry);
             row->SetFound(true);
+            row->SetListAgain(true);  // it is listed here before its snapshot is taken
             debugLog(kModule, L"%ls will be added (RL=%d, MAT=%d)", item, level, access);
         } else {
             row->SetRecursionLevel(std::max(row->GetRecursionLevel(), level));
@@ -397,13 +403,6 @@ bool PollWalk::IsFiltered(const std::wstring& path) const {
 
 bool PollWalk::IsFatFolder(const std::wstring& path) const {
     return mounts_ != nullptr && mounts_->IsFatVolume(path);
-}
-
-// A folder that changed a moment ago may change again without a new time: times have steps, of two
-// seconds at most.
-bool PollWalk::IsUnsettled(const FileAttributes& folder) const {
-    constexpr std::int64_t kLongestStep = 2;
-    return std::int64_t{folder.GetModifiedTime()} + kLongestStep >= now_;
 }
 
 }  // namespace lathwind

@@ -31,6 +31,10 @@ struct MadePollEntry {
 MadePollEntry MakePollEntry(const std::wstring& path, std::int32_t recursionLevel,
                             bool monitorAccessTime, const std::wstring& mask);
 
+// Has the folder changed so shortly before `now` (calendar seconds) that it may change again
+// without a new time? Times have steps, of two seconds at most.
+bool MayChangeUnseen(const FileAttributes& folder, std::int64_t now);
+
 // One walk over one polling list: compares what each path is with what it last was, and tells of
 // the differences. docs/watching.md tells how. Used on the timer thread with the list lock held;
 // takes no lock that comes before it.
@@ -85,7 +89,6 @@ private:
     LastKnownState AskMonitor(const std::wstring& path) const;
     bool IsFiltered(const std::wstring& path) const;
     bool IsFatFolder(const std::wstring& path) const;
-    bool IsUnsettled(const FileAttributes& folder) const;
 
     PollList& list_;
     const std::int32_t listId_;

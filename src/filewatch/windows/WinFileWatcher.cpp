@@ -172,19 +172,40 @@ bool WinFileWatcher::AddToList(const PollRequest& request) {
             return false;
         }
     }
+    if (MountManager* mounts = source_.GetMountManager();
+        mounts != nullptr && !isMountTableFilled_.exchange(true)) {
+        mounts->RefreshMounts();  // no walk has done so yet
+    }
     auto made =
         MakePollEntry(path, request.recursionLevel, request.monitorAccessTime, request.mask);
+    if (const FileAttributes* folder = made.entry->GetSnapshot()) {
+        made.entry->SetListAgain(MayChangeUnseen(*folder, GetNow()));
+    }
     const ScopedLock guard(*listLock_);
     if (Merge(path, request)) {
         return false;
     }
-    if (MountManager* mounts = source_.GetMountManager(); mounts != nullptr && made.exists) {
-        mounts->AddMountState(path, request.listId);
-    }
+    LearnMount(path, request.listId, made.exists);
     FindList(request.listId)->Insert(path, std::move(made.entry));
     ++polledCount_;
     debugLog(kModule, L"%ls added to list # %d", path, request.listId);
     return true;
+}
+
+// The volume of a path counts as known where it is there, whether the path is or not: a file that
+// comes to be on it later was not brought by it.
+void WinFileWatcher::LearnMount(const std::wstring& path, std::int32_t listId, bool pathExists) {
+    MountManager* mounts = source_.GetMountManager();
+    if (mounts == nullptr) {
+        return;
+    }
+    if (!pathExists) {
+        const auto mount = mounts->FindMount(path, false);
+        if (mount == nullptr || !mount->IsMediaReady()) {
+            return;
+        }
+    }
+    mounts->AddMountState(path, listId);
 }
 
 // True: there is nothing to insert, because the path is on the list, or there is no such list.
@@ -329,24 +350,12 @@ void WinFileWatcher::QueueSaveMarker() {
     }
 }
 
-// With the list lock held, which also guards the latch.
 bool WinFileWatcher::Queue(const std::wstring& path, FileAction action, std::int32_t listId,
                            std::int32_t recursionLevel) {
-    constexpr int kApproachingId = 170;
-    constexpr int kFullId = 171;
     auto notification = std::make_unique<FileNotificationInfo>(path, action, listId);
     notification->recursionLevel = recursionLevel;
     ++notificationCount_;
-    FileEventSource::NotificationQueue& queue = source_.GetQueue();
-    queue.lockBatch();
-    const PushResult result = queue.pushChecked(notification.get());
-    queue.unlockBatch();
-    report(result, kModule, kApproachingId, kFullId);
-    if (result != PushResult::Stored && result != PushResult::HighMark) {
-        return false;
-    }
-    static_cast<void>(notification.release());  // the queue's consumer destroys it
-    return true;
+    return source_.Queue(notification);
 }
 
 }  // namespace lathwind

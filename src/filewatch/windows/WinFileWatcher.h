@@ -13,7 +13,6 @@
 #include "filewatch/ThreadForTimers.h"
 #include "filewatch/windows/PollList.h"
 #include "filewatch/windows/PollWalk.h"
-#include "utils/QueueWarningLatch.h"
 
 namespace lathwind {
 
@@ -34,7 +33,7 @@ struct PollRequest {
 // calls the operations waits for a walk to end, and holds neither the list lock nor a lock that
 // comes behind it; who calls Start, Stop or SetPollingIntervals none that an operation of the walk
 // takes (docs/threads.md). The counts wait for nobody.
-class WinFileWatcher : public ThreadForTimers, private QueueWarningLatch, private PollReporter {
+class WinFileWatcher : public ThreadForTimers, private PollReporter {
 public:
     static constexpr std::int32_t kLogList = 0;
     static constexpr std::int32_t kHighList = 1;
@@ -73,6 +72,8 @@ private:
     std::vector<std::int32_t> ListsBeside(const std::set<std::int32_t>& listIds) const;
     void RemoveList(std::int32_t listId);
     bool Merge(const std::wstring& path, const PollRequest& request) REQUIRES(*listLock_);
+    void LearnMount(const std::wstring& path, std::int32_t listId, bool pathExists)
+        REQUIRES(*listLock_);
     PollList* FindList(std::int32_t listId) REQUIRES(*listLock_);
     bool Erase(const std::wstring& path, std::int32_t listId) REQUIRES(*listLock_);
     std::size_t EraseBelow(const WatchedPathSpec& spec, std::int32_t listId, bool checkCoverage)
@@ -86,6 +87,7 @@ private:
     FileEventSource& source_;
     const std::unique_ptr<Lock> listLock_;
     std::map<std::int32_t, PollList> lists_ GUARDED_BY(*listLock_);
+    std::atomic<bool> isMountTableFilled_{false};
     std::atomic<std::size_t> polledCount_{0};  // rows of all lists
     std::atomic<std::uint32_t> notificationCount_{0};
 };
