@@ -95,6 +95,10 @@ void FileWatchInit::EnQueue(WorkItem item) {
 
 void FileWatchInit::EnQueueDeserialize(const std::wstring& path) {
     debugLog(kModule, L"FileWatchInit::EnQueueDeserialize(%ls)", path);
+    // Not first by an item: a stop ahead of it would save tables that are still empty as complete.
+    if (target_ != nullptr) {
+        target_->SetConfigurationPending(true);
+    }
     WorkItem item(WorkItem::Kind::Deserialize);
     item.path = path;
     EnQueue(std::move(item));

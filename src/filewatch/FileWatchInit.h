@@ -22,7 +22,7 @@ public:
     virtual void AddLogFile(const LogFileProperties& properties, std::int32_t startOffset) = 0;
     virtual void RemoveFile(const std::wstring& path, const FileWatchParams& params,
                             std::int32_t mapIndex) = 0;
-    virtual void SetConfigurationPending(bool pending) = 0;
+    virtual void SetConfigurationPending(bool pending) = 0;  // any thread
     virtual void UpdateAll() = 0;
     virtual void UpdateFileDiffs() = 0;
     virtual void ProcessMount(const std::wstring& path, std::int32_t processId,
@@ -106,6 +106,7 @@ public:
     void Stop();
     bool IsRunning() const noexcept { return thread_ != nullptr; }
 
+    // The configuration counts as pending from this call on, made by the caller's thread.
     void EnQueueDeserialize(const std::wstring& path);
     void EnQueueAdd(const std::wstring& path, const FileWatchParams& params);
     void EnQueueAddLog(const LogFileProperties& properties, std::int32_t startOffset);

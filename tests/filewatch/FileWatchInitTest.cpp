@@ -72,6 +72,7 @@ TEST(FileWatchInitTest, DoesOneItemATurnInOrder) {
     items.EnQueueDeserialize(L"FileWatch.dat");
     items.EnQueueFinalizeConfig();
     const std::vector<std::wstring> expected = {
+        L"pending  1",  // at once: what is stopped before the first item was not configured
         L"remove c:\\old 21",
         L"add log c:\\a.log -1",
         L"add c:\\new 7",
