@@ -45,8 +45,7 @@ void TimerItem::SetPeriod(std::int32_t seconds) {
     if (period > 0) {
         const std::int64_t moved = remaining + seconds - period;
         remaining = moved < 2 ? kShortestSleep : moved;
-        // A grid of its own from the next expiry on.
-        firstDue = lastLook + remaining - std::int64_t{expiryCount} * seconds;
+        due = lastLook + remaining;  // a grid of its own from the next expiry on
     }
     period = seconds;
 }
@@ -221,7 +220,7 @@ bool ThreadForTimers::Activate(TimerItem& timer, std::int64_t now) {
         }
     }
     timer.lastLook = now;
-    timer.firstDue = now + sleep;
+    timer.due = now + sleep;
     timer.expiryCount = 0;
     timer.remaining = sleep;
     running_.emplace(sleep, &timer);
@@ -262,15 +261,15 @@ void ThreadForTimers::RestartAll(std::int64_t now) {
     }
 }
 
-// Seconds by which the expiry that is being found now came late; negative for early. Taking them
-// off the next sleep keeps the timer on its grid. A relative timer has no grid before its first
-// expiry has been told.
-std::int64_t ThreadForTimers::DriftOf(const TimerItem& timer, std::int64_t now) {
+// Moves the timer on to its next expiry. Gives the seconds by which the one that is being found now
+// came late, negative for early: taking them off the next sleep keeps the timer on its grid. A
+// relative timer has no grid before its first expiry has been told.
+std::int64_t ThreadForTimers::TakeDrift(TimerItem& timer, std::int64_t now) {
+    const std::int64_t drift = (now - timer.due) % timer.period;
+    timer.due = now - drift + timer.period;
     if (timer.kind == TimerItem::Kind::Relative && timer.expiryCount == 0) {
         return 0;
     }
-    const std::int64_t due = timer.firstDue + std::int64_t{timer.expiryCount} * timer.period;
-    const std::int64_t drift = (now - due) % timer.period;
     if (drift > 0) {
         debugLog(kModule, L"Delta for Timer %ld (%ls) is %ld", timer.id, timer.name, drift);
     }
@@ -291,7 +290,7 @@ bool ThreadForTimers::CountDown(TimerItem& timer, std::int64_t now) {
         timer.expiryCount = 0;
         return false;
     }
-    timer.remaining = std::max(timer.period - DriftOf(timer, now), kShortestSleep);
+    timer.remaining = std::max(timer.period - TakeDrift(timer, now), kShortestSleep);
     return true;
 }
 

@@ -46,7 +46,7 @@ private:
     std::int32_t period;
     std::uint32_t expiryCount = 0;  // since activation
     bool firstRun = true;           // until the first expiry
-    std::int64_t firstDue = 0;      // calendar time of the first expiry since activation
+    std::int64_t due = 0;           // calendar time of the next expiry, on the timer's grid
     std::int64_t lastLook = 0;      // calendar time up to which `remaining` counts; 0 when stopped
     std::int64_t remaining = 0;     // seconds still to sleep, as of the last look
 };
@@ -108,7 +108,7 @@ private:
     bool FireExpired(std::int64_t now);
     void RestartAll(std::int64_t now) REQUIRES(*lock_);
     bool Activate(TimerItem& timer, std::int64_t now) REQUIRES(*lock_);
-    static std::int64_t DriftOf(const TimerItem& timer, std::int64_t now);
+    static std::int64_t TakeDrift(TimerItem& timer, std::int64_t now);
     bool CountDown(TimerItem& timer, std::int64_t now) REQUIRES(*lock_);
     Registered::iterator FindRegistered(std::int64_t id) REQUIRES(*lock_);
     Running::iterator FindRunning(std::int64_t id) REQUIRES(*lock_);

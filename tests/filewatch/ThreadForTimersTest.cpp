@@ -43,6 +43,7 @@ public:
     std::vector<std::int64_t> sleeps;
     bool isIdle = false;  // went to sleep without limit
     std::int64_t toCancel = -1;
+    std::int64_t toStart = -1;
     std::int64_t toRemove = -1;
     std::int32_t newPeriod = 0;
 
@@ -63,6 +64,7 @@ protected:
     bool TimerExpired(std::int64_t now, TimerItem& timer) override {
         fired += std::to_string(timer.GetId()) + "@" + std::to_string(now - kStart) + " ";
         CancelTimer(std::exchange(toCancel, -1));
+        StartTimer(std::exchange(toStart, -1));
         RemoveTimer(std::exchange(toRemove, -1));
         if (newPeriod != 0) {
             timer.SetPeriod(std::exchange(newPeriod, 0));
@@ -134,6 +136,11 @@ TEST(ThreadForTimersTest, ManyTimersShareTheThread) {
     EXPECT_EQ(timers.RunUntil(240), "3@180 3@210 3@240 ");
     EXPECT_TRUE(timers.StartTimer(1));
     EXPECT_EQ(timers.RunUntil(300), "3@270 1@270 3@300 1@300 ");
+
+    timers.toCancel = timers.toStart = 1;  // the expiry found before the new start tells no grid
+    EXPECT_EQ(timers.RunUntil(330), "3@330 1@330 ");
+    timers.late = 4;
+    EXPECT_EQ(timers.RunUntil(420), "3@364 1@364 3@390 1@390 3@420 1@420 ");
 }
 
 TEST(ThreadForTimersTest, AnEarlyWakeFiresNothing) {
