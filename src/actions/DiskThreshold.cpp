@@ -1,5 +1,7 @@
 #include "actions/DiskThreshold.h"
 
+#include <algorithm>
+
 #include "utils/FileIO.h"
 #include "utils/Logging.h"
 #include "utils/platform/PlatformFactory.h"
@@ -71,7 +73,9 @@ std::uint32_t FileDiskThreshold::usedPercent() {
         platform::volumes().space(path_, space) != platform::error::Success || space.total == 0) {
         return 0;
     }
-    return static_cast<std::uint32_t>((space.total - space.free) * 100 / space.total);
+    // An empty volume answers 1: with 0, which says nothing, logging would not go on there.
+    const std::uint64_t used = space.total - std::min(space.free, space.total);
+    return std::max<std::uint32_t>(static_cast<std::uint32_t>(used * 100 / space.total), 1);
 }
 
 bool FileDiskThreshold::enabled() const {
