@@ -9,7 +9,7 @@
 namespace lathwind {
 namespace {
 
-constexpr int kPiecesPerTurn = 10;
+constexpr std::uint32_t kPiecesPerTurn = 10;
 
 }  // namespace
 
@@ -58,10 +58,13 @@ bool ActionThread::isStarted() const {
 }
 
 void ActionThread::flush() {
-    const ScopedLock guard(*lock_);
-    while (!store_.empty()) {
-        doOne();
-    }
+    // What comes meanwhile is the thread's: others may go on queueing for ever.
+    std::uint32_t left = store_.size();
+    std::uint32_t done = 0;
+    do {
+        left -= done;
+        done = doTurn();
+    } while (done != 0 && done < left);
 }
 
 PushResult ActionThread::enqueue(Action& action) {
@@ -84,15 +87,17 @@ bool ActionThread::step(std::int32_t milliseconds) {
     if (store_.event().wait(milliseconds, false) == WaitResult::Failed || !store_.accepting()) {
         return false;
     }
-    const ScopedLock guard(*lock_);
-    for (int pieces = 0; pieces < kPiecesPerTurn && !store_.empty(); ++pieces) {
-        doOne();
-    }
+    doTurn();
     return true;
 }
 
-void ActionThread::doOne() {
-    store_.popFront()->process();
+std::uint32_t ActionThread::doTurn() {
+    const ScopedLock guard(*lock_);
+    std::uint32_t pieces = 0;
+    for (; pieces < kPiecesPerTurn && !store_.empty(); ++pieces) {
+        store_.popFront()->process();
+    }
+    return pieces;
 }
 
 }  // namespace lathwind

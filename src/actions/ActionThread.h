@@ -35,8 +35,8 @@ public:
 
     // The result of the checked push.
     PushResult enqueue(Action& action);
-    // Does what is queued, and waits for what is being done: behind it everything that was queued
-    // before is finished.
+    // Does what is queued, in turns of ten, and waits for what is being done: behind it everything
+    // that was queued before is finished.
     void flush();
     // Forgets every piece of work of `action`, and waits for one that is being done: behind it the
     // action may be destroyed.
@@ -48,7 +48,7 @@ public:
     bool step(std::int32_t milliseconds);
 
 private:
-    void doOne() REQUIRES(*lock_);
+    std::uint32_t doTurn();  // gives how many pieces it did
 
     const std::unique_ptr<Lock> lock_;  // held while work is done
     SignalledStore<Action*> store_;
