@@ -9,7 +9,7 @@ namespace lathwind {
 class RecordToEventViewerAction;  // actions/RecordToEventViewerAction.h
 
 // The short road of a CSV record that was taken from a log of the prevention service: to the event
-// files as it is, past every policy. Used by one thread.
+// files as it is, past every policy. Used by one thread at a time.
 class DirectEventRecorder {
 public:
     DirectEventRecorder();

@@ -152,7 +152,9 @@ void EventFiles::writeLine(RotatingLogCSV& file, const std::wstring& line) {
         debugLog(kModule, L"Can not open file: %ls to write events to.", file.path());
         return;
     }
-    file.write(line);
+    if (!file.write(line)) {
+        debugLog(kModule, L"Can not write to event file: %ls", file.path());
+    }
 }
 
 }  // namespace lathwind
