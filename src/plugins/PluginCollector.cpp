@@ -22,9 +22,10 @@ constexpr std::uint32_t kStatusKind = 13;
 constexpr std::uint32_t kEventClass = 4;
 constexpr std::uint32_t kEventKind = 5;
 
-// A record may not make the agent copy without bound.
+// A record may not make the agent copy without bound, and a full queue of the largest ones must not
+// take the whole of a 32-bit process.
 constexpr std::uint32_t kMostFields = 1000;
-constexpr std::uint64_t kMostTextBytes = 1024 * 1024;  // of all its texts together
+constexpr std::uint64_t kMostTextBytes = 64 * 1024;  // of all its texts together
 
 bool isSoundText(const collector_text& text) noexcept {
     return text.size == 0 || text.bytes != nullptr;

@@ -97,7 +97,7 @@ TEST_F(PluginCollectorTest, ARecordBecomesAnEvent) {
 
 TEST_F(PluginCollectorTest, ARecordThatBreaksTheInterfaceIsNotRead) {
     const collector_text gap[] = {{nullptr, 5}};
-    const collector_text huge[] = {{"x", 1024 * 1024}, {"y", 1}};  // too much together
+    const collector_text huge[] = {{"x", 64 * 1024}, {"y", 1}};  // too much together
     collector_record sound{};
     sound.size = sizeof(sound);
     const auto with = [&](auto change) {
