@@ -23,7 +23,7 @@ WorkItem mountItem(WorkItem::Kind kind, const std::wstring& path, std::int32_t p
 }  // namespace
 
 bool isStopRequested(Event& stop) {
-    return stop.wait(1, false) == WaitResult::Signalled;
+    return stop.wait(0, false) == WaitResult::Signalled;
 }
 
 FileWatchInit::FileWatchInit(WorkItemTarget* target)

@@ -32,7 +32,8 @@ public:
     static constexpr std::int32_t kNoOffset = -1;
 };
 
-// Was the event of a long operation's owner set?
+// Was the event of a long operation's owner set? Does not wait: a walk over a million files asks
+// ten thousand times.
 bool isStopRequested(Event& stop);
 
 // How far a walk over many paths has come. It looks at the stop event after each hundred.

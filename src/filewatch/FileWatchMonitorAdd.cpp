@@ -1,11 +1,11 @@
 // How entries of the lists become watched paths, entities and rows.
-#include <algorithm>
 #include <utility>
 
 #include "filewatch/EntryKind.h"
 #include "filewatch/FileAttributes.h"
 #include "filewatch/FileWatchMonitor.h"
 #include "filewatch/VirtualInstances.h"
+#include "filewatch/WatchedFolders.h"
 #include "filewatch/WatchedLogFile.h"
 #include "filewatch/windows/WinFileAttributes.h"
 #include "filewatch/windows/WinPathMapping.h"
@@ -217,11 +217,7 @@ bool FileWatchMonitor::AcceptEntry(const std::wstring& entry, const FileWatchPar
 
 void FileWatchMonitor::AddMatches(AddWalk& walk, const std::wstring& directory,
                                   const std::wstring& virtualName) {
-    std::vector<std::wstring> files;
-    FileIO::ListFiles(files, MapToRealPath(directory), walk.mask, true,
-                      static_cast<std::uint32_t>(std::max(walk.level, 0)));
-    for (const std::wstring& file : files) {
-        const std::wstring path = toLower(MapToWatchedPath(file));
+    for (const std::wstring& path : listWatchedFiles(directory, walk.mask, walk.level)) {
         if (AddEntityOf(path, walk.entry, walk.mapIndex, walk.properties, virtualName)) {
             ++walk.added;
         }

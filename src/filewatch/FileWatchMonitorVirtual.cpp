@@ -6,6 +6,7 @@
 #include "filewatch/EntryKind.h"
 #include "filewatch/FileWatchMonitor.h"
 #include "filewatch/VirtualPathSpec.h"
+#include "filewatch/WatchedFolders.h"
 #include "filewatch/windows/WinPathMapping.h"
 #include "utils/FileIO.h"
 #include "utils/Logging.h"
@@ -97,11 +98,8 @@ bool FileWatchMonitor::AddInstance(const VirtualPathSpec& spec, const FileWatchP
         return false;
     }
     const std::wstring name = spec.GetVirtualName(instance);
-    std::vector<std::wstring> files;
-    FileIO::ListFiles(files, MapToRealPath(folder), spec.GetMask(), true,
-                      static_cast<std::uint32_t>(std::max(params.recursionLevel, 0)));
-    for (const std::wstring& file : files) {
-        const std::wstring path = toLower(MapToWatchedPath(file));
+    for (const std::wstring& path :
+         listWatchedFiles(folder, spec.GetMask(), params.recursionLevel)) {
         const bool readFromStart = mapIndex == kLogIndex;
         WatchedEntity* const entity = AddFoundEntity(path, mapIndex, readFromStart, params, name);
         if (entity == nullptr) {

@@ -1,8 +1,10 @@
 #include "filewatch/VirtualInstances.h"
 
+#include <utility>
+
+#include "filewatch/WatchedFolders.h"
 #include "filewatch/windows/WinPathMapping.h"
 #include "utils/FileIO.h"
-#include "utils/Text.h"
 
 namespace lathwind {
 
@@ -10,12 +12,10 @@ std::vector<VirtualInstance> listVirtualInstances(const VirtualPathSpec& spec) {
     const std::wstring root = spec.GetRoot();
     // The token may be a part of the folder's name only: the root then ends within that.
     const std::wstring parent(splitAtLastBackslash(root).directory);
-    std::vector<std::wstring> folders;
-    FileIO::ListDirectories(folders, MapToRealPath(parent), 1);
     std::vector<VirtualInstance> instances;
-    for (const std::wstring& folder : folders) {
+    for (std::wstring& folder : listWatchedFolders(parent, 1)) {
         VirtualInstance instance;
-        instance.folder = toLower(MapToWatchedPath(folder));
+        instance.folder = std::move(folder);
         instance.folder += L'\\';
         if (!instance.folder.starts_with(root)) {
             continue;

@@ -15,7 +15,7 @@ struct VirtualInstance {
     std::wstring name;       // "NAME=web1"
 };
 
-// The instances of an entry that are there now, one level below its root, in the system's order.
+// The instances of an entry that are there now, one level below its root, sorted.
 // Asks the file system.
 std::vector<VirtualInstance> listVirtualInstances(const VirtualPathSpec& spec);
 

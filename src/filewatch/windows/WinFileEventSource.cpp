@@ -5,10 +5,11 @@
 #include <utility>
 #include <vector>
 
+#include "filewatch/EntryKind.h"
 #include "filewatch/VirtualPath.h"
 #include "filewatch/VirtualPathSpec.h"
+#include "filewatch/WatchedFolders.h"
 #include "filewatch/windows/WinPathMapping.h"
-#include "utils/FileIO.h"
 #include "utils/Logging.h"
 #include "utils/Text.h"
 #include "utils/platform/PlatformFactory.h"
@@ -21,10 +22,6 @@ constexpr int kNotValidId = 286;         // FWC_0017
 constexpr int kInvalidPathId = 287;      // FWC_0018
 constexpr int kFolderMaskId = 342;       // FWC_0019
 constexpr std::size_t kPathLimit = 260;  // with the terminating zero
-
-bool hasWildcard(std::wstring_view text) {
-    return text.find_first_of(L"*?") != std::wstring_view::npos;
-}
 
 // A path that begins with a drive or a backslash: absolute, or as good as.
 bool beginsAtRoot(std::wstring_view path) {
@@ -57,29 +54,6 @@ std::wstring longFolder(const std::wstring& folder) {
         return folder;
     }
     return MapToWatchedPath(toLower(longForm));
-}
-
-// Paths that the platform lists, as they are watched: lower case.
-std::vector<std::wstring> asWatched(std::vector<std::wstring> paths) {
-    for (std::wstring& path : paths) {
-        path = MapToWatchedPath(toLower(path));
-    }
-    std::sort(paths.begin(), paths.end());
-    return paths;
-}
-
-std::vector<std::wstring> listFolders(const std::wstring& folder, std::int32_t level) {
-    std::vector<std::wstring> folders;
-    FileIO::ListDirectories(folders, MapToRealPath(folder),
-                            static_cast<std::uint32_t>(std::max(level, 0)));
-    return asWatched(std::move(folders));
-}
-
-std::vector<std::wstring> listFiles(const WatchedPathSpec& spec) {
-    std::vector<std::wstring> files;
-    FileIO::ListFiles(files, MapToRealPath(spec.GetDirectory()), spec.GetMask(), true,
-                      static_cast<std::uint32_t>(std::max(spec.GetRecursionLevel(), 0)));
-    return asWatched(std::move(files));
 }
 
 }  // namespace
@@ -148,7 +122,7 @@ bool WinFileEventSource::AddVirtual(const WatchRequest& request) {
     }
     each.recursionLevel = request.recursionLevel;
     each.monitorAccessTime = request.monitorAccessTime;
-    for (const std::wstring& instance : listFolders(instances.GetDirectory(), 1)) {
+    for (const std::wstring& instance : listWatchedFolders(instances.GetDirectory(), 1)) {
         if (!instances.Matches(instance)) {
             continue;  // the token is a part of the folder's name
         }
@@ -242,12 +216,12 @@ void WinFileEventSource::PollFolder(const WatchedPathSpec& spec, std::int32_t li
     const std::int32_t level = spec.GetRecursionLevel();
     const bool accessTime = spec.GetMonitorAccessTime();
     polling_.AddToList({top, level, accessTime, listId, spec.GetMask()});
-    const std::vector<std::wstring> folders = listFolders(top, level);
+    const std::vector<std::wstring> folders = listWatchedFolders(top, level);
     for (const std::wstring& folder : folders) {
         const std::int32_t depth = countLevels(folder) - countLevels(top) + 1;
         polling_.AddToList({folder, level - depth, accessTime, listId, spec.GetMask()});
     }
-    for (const std::wstring& file : listFiles(spec)) {
+    for (const std::wstring& file : listWatchedFiles(top, spec.GetMask(), level)) {
         if (!std::binary_search(folders.begin(), folders.end(), file)) {
             polling_.AddToList({file, 0, accessTime, listId, {}});
         }
