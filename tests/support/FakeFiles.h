@@ -97,6 +97,7 @@ public:
     ErrorCode createDirectory(const std::wstring&) override { return kUnsupported; }
     ErrorCode removeDirectory(const std::wstring&) override { return kUnsupported; }
     ErrorCode resize(const std::wstring&, std::uint64_t) override { return kUnsupported; }
+    ErrorCode flushToDisk(const std::wstring&) override { return kUnsupported; }
     ErrorCode currentDirectory(std::wstring&) override { return kUnsupported; }
     ErrorCode setCurrentDirectory(const std::string&) override { return kUnsupported; }
     std::filesystem::path nativePath(const std::wstring&) override { return {}; }

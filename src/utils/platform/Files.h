@@ -122,6 +122,9 @@ public:
     virtual ErrorCode createDirectory(const std::wstring& path) = 0;  // one level
     virtual ErrorCode removeDirectory(const std::wstring& path) = 0;  // an empty one
     virtual ErrorCode resize(const std::wstring& path, std::uint64_t size) = 0;
+    // Waits until the disk has everything that was written to the file, through whatever handle:
+    // it then outlasts a loss of power. Success too where the file system knows no such thing.
+    virtual ErrorCode flushToDisk(const std::wstring& path) = 0;
 
     // The path with the long name of each component in the place of a short one ("PROGRA~1"), where
     // the system has such names. A path that does not exist gives the error of a query.

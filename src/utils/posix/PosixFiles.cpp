@@ -289,6 +289,17 @@ public:
         });
     }
 
+    ErrorCode flushToDisk(const std::wstring& path) override {
+        return paths().onExisting(path, [](const char* bytes) {
+            const Descriptor file(::open(bytes, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+            if (!file) {
+                return errno;
+            }
+            const int number = result(::fsync(file.get()));
+            return number == EINVAL || number == EROFS ? 0 : number;
+        });
+    }
+
     ErrorCode enumerate(const std::wstring& pattern, const Visitor& visit) override {
         const std::wstring mask = lastName(pattern);
         if (!hasWildcard(mask)) {

@@ -90,6 +90,7 @@ public:
     }
 
     ErrorCode resize(const std::wstring& path, std::uint64_t size) override;
+    ErrorCode flushToDisk(const std::wstring& path) override;
 
     ErrorCode longPath(const std::wstring& path, std::wstring& longForm) override;
 
@@ -155,15 +156,19 @@ public:
     }
 };
 
-ErrorCode WinFiles::resize(const std::wstring& path, std::uint64_t size) {
-    UniqueHandle file;
-    const ErrorCode code = onPath(path, [&](const wchar_t* name) {
+// Opened for writing, with the programs that have it open let go on.
+ErrorCode openExisting(const std::wstring& path, UniqueHandle& file) {
+    return onPath(path, [&](const wchar_t* name) {
         file.reset(validHandle(::CreateFileW(name, GENERIC_READ | GENERIC_WRITE,
                                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)));
         return static_cast<bool>(file);
     });
-    if (code != ERROR_SUCCESS) {
+}
+
+ErrorCode WinFiles::resize(const std::wstring& path, std::uint64_t size) {
+    UniqueHandle file;
+    if (const ErrorCode code = openExisting(path, file); code != ERROR_SUCCESS) {
         return code;
     }
     LARGE_INTEGER end;
@@ -186,6 +191,12 @@ ErrorCode WinFiles::longPath(const std::wstring& path, std::wstring& longForm) {
         }
         return isDone;
     });
+}
+
+ErrorCode WinFiles::flushToDisk(const std::wstring& path) {
+    UniqueHandle file;
+    const ErrorCode code = openExisting(path, file);
+    return code != ERROR_SUCCESS ? code : resultOf(::FlushFileBuffers(file.get()));
 }
 
 ErrorCode WinFiles::enumerate(const std::wstring& pattern, const Visitor& visit) {

@@ -187,6 +187,14 @@ TEST_F(FilesContract, ResizesBothWays) {
     EXPECT_FALSE(folder.exists("none"));
 }
 
+TEST_F(FilesContract, FlushesWhatAnotherHandleHasWritten) {
+    std::ofstream writer(folder.native("file"), std::ios::binary);
+    writer << "12345" << std::flush;
+    EXPECT_EQ(files.flushToDisk(folder.path(L"file")), error::Success);
+    EXPECT_EQ(files.flushToDisk(folder.path(L"none")), error::FileNotFound);
+    EXPECT_EQ(folder.read("file"), "12345");
+}
+
 TEST_F(FilesContract, EnumeratesByMask) {
     for (const char* name : {"one.txt", "TWO.TXT", "three", "four.log"}) {
         folder.write(name, "");
