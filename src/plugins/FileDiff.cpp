@@ -10,6 +10,7 @@
 #include "utils/FileIO.h"
 #include "utils/Logging.h"
 #include "utils/Text.h"
+#include "utils/platform/PlatformFactory.h"
 
 namespace lathwind {
 namespace {
@@ -35,9 +36,12 @@ bool isTextByte(std::uint8_t byte) {
 
 }  // namespace
 
-FileDiff::FileDiff() : filters_{{L"ini", &iniFilter_}, {L"txt", &textFilter_}} {}
+FileDiff::FileDiff()
+    : lock_(platformFactory.createLock()),
+      filters_{{L"ini", &iniFilter_}, {L"txt", &textFilter_}} {}
 
 void FileDiff::configure(const std::vector<DiffRule>& rules) {
+    const ScopedLock guard(*lock_);
     extensions_.clear();
     paths_.clear();
     pathMasks_.clear();
@@ -112,6 +116,7 @@ const std::wstring* FileDiff::typeOf(const std::wstring& path) const {
 }
 
 bool FileDiff::lookup(const std::wstring& path, FileDiffState& state) {
+    const ScopedLock guard(*lock_);
     const std::wstring* type = typeOf(path);
     if (type == nullptr) {
         state.reset(false);

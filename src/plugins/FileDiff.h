@@ -21,9 +21,9 @@ struct DiffRule {
 // The diff rules, and the filters of their types: "ini", "txt", and plug-ins by their type.
 // docs/text-diff.md tells what a pattern may look like and which of several rules holds.
 //
-// configure is called before the threads that watch files start, or with them stopped; the other
-// operations may then be called from any number of threads. States hold pointers to filters, so a
-// FileDiff is destroyed only after every state that it has set is reset.
+// Any thread may call, also while the rules are replaced: a look-up finds the old rules or the new
+// ones. States hold pointers to filters, so a FileDiff is destroyed only after every state that it
+// has set is reset.
 class FileDiff : public DiffModule {
 public:
     FileDiff();
@@ -46,18 +46,19 @@ private:
     };
     using TypesByName = std::map<std::wstring, std::wstring>;
 
-    bool hasFilter(const std::wstring& type);
-    void addRule(const std::wstring& pattern, const std::wstring& type);
-    const std::wstring* typeOf(const std::wstring& path) const;
+    bool hasFilter(const std::wstring& type) REQUIRES(*lock_);
+    void addRule(const std::wstring& pattern, const std::wstring& type) REQUIRES(*lock_);
+    const std::wstring* typeOf(const std::wstring& path) const REQUIRES(*lock_);
 
     TextDiff textFilter_;
     IniDiff iniFilter_;
-    std::map<std::wstring, std::unique_ptr<FileDiffPlugin>> plugins_;  // by library
-    std::map<std::wstring, const DiffFilter*> filters_;                // by type
-    TypesByName extensions_;
-    TypesByName paths_;
-    std::vector<Mask> pathMasks_;
-    std::vector<Mask> nameMasks_;
+    const std::unique_ptr<Lock> lock_;  // held while the rules change, plug-ins loaded
+    std::map<std::wstring, std::unique_ptr<FileDiffPlugin>> plugins_ GUARDED_BY(*lock_);  // by file
+    std::map<std::wstring, const DiffFilter*> filters_ GUARDED_BY(*lock_);                // by type
+    TypesByName extensions_ GUARDED_BY(*lock_);
+    TypesByName paths_ GUARDED_BY(*lock_);
+    std::vector<Mask> pathMasks_ GUARDED_BY(*lock_);
+    std::vector<Mask> nameMasks_ GUARDED_BY(*lock_);
 };
 
 }  // namespace lathwind
