@@ -273,6 +273,10 @@ bool IniFile::hasSection(std::wstring_view section) const {
     return section.empty() ? !sections_.empty() : findSection(section) != Index::kNone;
 }
 
+std::size_t IniFile::sectionNumber(std::wstring_view section) const {
+    return std::min<std::size_t>(findSection(section), sections_.size());
+}
+
 std::size_t IniFile::valueCount(std::size_t section) const {
     const std::size_t end =
         section + 1 < sections_.size() ? sections_[section + 1].firstEntry : entries_.size();

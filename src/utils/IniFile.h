@@ -44,6 +44,8 @@ public:
     // True for "true" in any case and for a number other than 0.
     bool getBoolean(std::wstring_view section, std::wstring_view key, bool fallback) const;
 
+    // The number of the section of that name; sectionCount() if there is none.
+    std::size_t sectionNumber(std::wstring_view section) const;
     // In the order of the text, as it spells them; good until the next load, parse or close.
     // A key that stands in its section already is left out.
     struct Value {
