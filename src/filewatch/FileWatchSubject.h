@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -8,7 +10,10 @@
 #include "events/EventSourceSubject.h"
 #include "filewatch/FileWatchMonitor.h"
 #include "filewatch/LogFileProperties.h"
+#include "filewatch/WatchListReader.h"
 #include "filewatch/WatchLists.h"
+#include "filewatch/WatchedPathSpec.h"
+#include "plugins/FileDiff.h"
 
 namespace lathwind {
 
@@ -24,14 +29,20 @@ public:
     FileWatchSubject();
     ~FileWatchSubject() override;  // Stop()
 
-    // Makes the monitor and starts the thread, which reads the lists first. Always true.
-    bool Initialize();
+    // Makes the monitor of the parts given and starts the thread, which reads the lists first.
+    // Always true.
+    bool Initialize(FileWatchMonitor::Parts parts = FileWatchMonitor::MakeParts());
+    // What Initialize does without the thread, for those who go step by step.
+    void CreateMonitor(FileWatchMonitor::Parts parts);
+    // Reads all lists, queues what is to be watched, and tells the monitor the lists' digests.
+    void LoadConfiguration();
     // Ends the thread, which stops the monitor and thereby saves the state. Events that the
     // destination has not taken are handed on as far as it takes them, the rest is destroyed.
     void Stop();
     void run() override;
 
-    // Reads lists anew and queues what changed. One thread at a time; after Initialize.
+    // Reads lists anew and queues what changed. After Initialize; any thread: a reading waits for
+    // the one that is under way.
     void Reconfigure(std::uint32_t lists);
 
     bool FindLogProperties(const std::wstring& path, LogFileProperties* properties) override;
@@ -42,7 +53,31 @@ public:
     std::wstring GetStatistics() const;
     FileWatchMonitor* GetMonitor() noexcept { return monitor_.get(); }  // null before Initialize
 
+protected:
+    std::unique_ptr<IDSEvent> nextEvent() override;
+
 private:
+    // A log entry, and what of it covers other paths.
+    struct ConfiguredLog {
+        LogFileProperties properties;
+        std::unique_ptr<WatchedPathSpec> spec;
+    };
+
+    void LoadFileLists() REQUIRES(*loadLock_);
+    void LoadLogLists() REQUIRES(*loadLock_);
+    void ApplyFileLists(FileEntries entries, const std::vector<DiffRule>& rules);
+    void ApplyLogLists(const LogEntries& entries);
+    void SetDigests(std::uint32_t lists);
+
+    const std::unique_ptr<Lock> loadLock_;  // held over the reading of lists, before any other
+    const std::unique_ptr<Lock> lock_;      // of the two maps, held over nothing else
+    FileEntries fileEntries_ GUARDED_BY(*lock_);
+    std::map<std::wstring, ConfiguredLog> logEntries_ GUARDED_BY(*lock_);
+    std::atomic<bool> stop_{false};
+    // What the monitor's thread still made after the store had closed.
+    std::deque<std::unique_ptr<IDSEvent>> lateEvents_ GUARDED_BY(*lateLock_);
+    const std::unique_ptr<Lock> lateLock_;
+    FileDiff fileDiff_;  // outlives the monitor, whose entities point into it
     std::unique_ptr<FileWatchMonitor> monitor_;
 };
 
