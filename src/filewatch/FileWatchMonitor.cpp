@@ -143,7 +143,10 @@ void FileWatchMonitor::SetConfigurationPending(bool pending) {
     }
 }
 
+// Pending from here on: whatever the lists hold, nothing is final before the restore.
 void FileWatchMonitor::EnQueueDeserialize() {
+    isRestorePending_.store(true);
+    SetConfigurationPending(true);
     workItems_->EnQueueDeserialize(std::wstring(watchFiles::kStateFile));
 }
 

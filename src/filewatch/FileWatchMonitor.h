@@ -309,14 +309,16 @@ private:
     void TakeFilterEvent(const IPSFilterEvent& event);
 
     // FileWatchMonitorState.cpp
-    void WriteState(std::ostream& stream, bool complete);
-    void RestoreEntities(std::istream& stream, bool complete, Event& stop);
+    class Restore;
+    void WriteState(StateFileOutput& output, bool complete);
+    void WriteEntities(std::ostream& stream, std::int32_t mapIndex) REQUIRES(*lock_);
 
     const std::unique_ptr<Lock> lock_;
     EventStore& events_;
     WatchLists* const lists_;
     std::atomic<bool> stop_{false};  // ends the wait for the configuration
     std::atomic<bool> configurationPending_{false};
+    std::atomic<bool> isRestorePending_{false};  // queued, and not yet done to its end
     std::array<Md5Digest, watchFiles::kWatchLists.size()> digests_ GUARDED_BY(*lock_){};
     std::uint32_t defaultRecursionLevel_ GUARDED_BY(*lock_) = 0;
     std::array<EntityTable, 2> tables_ GUARDED_BY(*lock_);

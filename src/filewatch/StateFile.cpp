@@ -53,9 +53,15 @@ StateFileOutput::StateFileOutput() : buffer_(kBufferBytes) {
 }
 
 bool StateFileOutput::open(std::wstring_view path) {
-    stream_.open(platform::files().nativePath(std::wstring(path)),
+    path_ = path;
+    stream_.open(platform::files().nativePath(path_),
                  std::ios::out | std::ios::binary | std::ios::trunc);
     return stream_.is_open();
+}
+
+bool StateFileOutput::flush() {
+    stream_.flush();
+    return stream_.good() && platform::files().flushToDisk(path_) == platform::error::Success;
 }
 
 bool StateFileOutput::close() {

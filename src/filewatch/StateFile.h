@@ -5,6 +5,8 @@
 #include <fstream>
 #include <istream>
 #include <ostream>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "filewatch/WatchFileNames.h"
@@ -63,6 +65,9 @@ constexpr bool hasLogEncoding(std::uint16_t version) {
 
 using Md5Digest = std::array<std::uint8_t, 16>;
 
+// The frame's length in the newest version.
+inline constexpr std::size_t kFrameBytes = 8 + watchFiles::kWatchLists.size() * sizeof(Md5Digest);
+
 constexpr bool isCompleteSignature(std::uint16_t signature) {
     return signature == FileWatchSignature || signature == FileWatchReconfigSignature;
 }
@@ -91,11 +96,15 @@ class StateFileOutput {
 public:
     StateFileOutput();
     bool open(std::wstring_view path);  // truncates
+    // Writes out what is buffered and waits until the disk has it. False if that or anything before
+    // it failed.
+    bool flush();
     // Writes out what is buffered. False if that or anything before it failed.
     bool close();
     std::ostream& stream() { return stream_; }
 
 private:
+    std::wstring path_;
     std::vector<char> buffer_;
     std::ofstream stream_;
 };
