@@ -10,12 +10,19 @@
 
 namespace lathwind::testing {
 
+// A wait without a limit, for something that nobody is left to do.
+class NothingToWaitFor : public std::logic_error {
+public:
+    NothingToWaitFor() : std::logic_error("a wait that nothing will end") {}
+};
+
 // While it lives, no thread starts and nobody sleeps: a test calls the steps of whatever would have
 // run, and every wait that nothing ends moves the clock by as much as it would have taken. So a
 // whole engine runs on one thread, in an order that the test sets. One at a time.
 class SteppedPlatform : public HostDecorator {
 public:
-    SteppedPlatform() : HostDecorator(install(*this)), nowMs_(HostDecorator::currentTimeMs()) {}
+    SteppedPlatform()
+        : HostDecorator(install(*this)), nowMs_(HostDecorator::currentTimeMs() - kBehindMs) {}
 
     void sleepMs(std::uint32_t milliseconds) override { advance(milliseconds); }
     std::int64_t currentTimeMs() override { return nowMs_; }
@@ -28,6 +35,10 @@ public:
     void setBack(std::int64_t milliseconds) { nowMs_ -= milliseconds; }  // by an operator
 
 private:
+    // The test's clock stays behind that of the file system, so that to polling every change is
+    // one of this very moment: a folder may change twice within one step of its time stamp.
+    static constexpr std::int64_t kBehindMs = std::int64_t{30} * 24 * 3600 * 1000;
+
     class SteppedThread : public Thread {
     public:
         void start(const std::wstring&) override {}
@@ -45,7 +56,7 @@ private:
                 return WaitResult::Signalled;
             }
             if (milliseconds == kWaitForever) {
-                throw std::logic_error("a wait that nothing will end");
+                throw NothingToWaitFor();
             }
             current()->advance(milliseconds);
             return WaitResult::TimeOut;

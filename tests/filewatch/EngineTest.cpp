@@ -1,0 +1,184 @@
+// The whole engine over real files, from the watch lists to the events.
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "filewatch/StateFile.h"
+#include "support/EngineRig.h"
+
+namespace lathwind {
+namespace {
+
+using testing::EngineRig;
+using Told = std::vector<std::string>;
+
+Told sorted(Told told) {
+    std::sort(told.begin(), told.end());
+    return told;
+}
+
+std::string entries(const EngineRig& rig, const std::vector<std::string>& values) {
+    std::string keys = "MaxFileNumber=" + std::to_string(values.size()) + "\n";
+    int number = 0;
+    for (const std::string& value : values) {
+        keys += "File000" + std::to_string(++number) + "=" + rig.watched(value) + "\n";
+    }
+    return keys;
+}
+
+std::uint16_t signatureOf(const EngineRig& rig, const std::string& file) {
+    const std::string bytes = rig.root().read("bin/" + file);
+    return static_cast<std::uint16_t>(static_cast<unsigned char>(bytes.at(0)) |
+                                      static_cast<unsigned char>(bytes.at(1)) << 8);
+}
+
+TEST(Engine, TellsWhatHappensToFilesOfEachKindOfEntry) {
+    EngineRig rig;
+    rig.write("a.txt", "1");
+    rig.write("deep/one/b.txt", "1");
+    rig.write("deep/one/two/far.txt", "1");
+    rig.write("plain.bin", "1");
+    rig.writeFileList(entries(rig, {"*.txt|3|1|0", "plain.bin|1|1|0", "missing.bin|1|0|0"}));
+    rig.start();
+    rig.poll();
+    EXPECT_EQ(rig.take(), Told());
+
+    rig.write("a.txt", "22");
+    rig.write("deep/one/b.txt", "22");
+    rig.write("deep/one/new.txt", "1");
+    rig.write("deep/one/two/far.txt", "22");  // beyond the level
+    rig.write("other.doc", "1");              // beside the mask
+    rig.remove("plain.bin");
+    rig.write("missing.bin", "1");
+    rig.poll();
+    EXPECT_EQ(sorted(rig.take()), (Told{"C deep\\one\\new.txt", "C missing.bin", "D plain.bin",
+                                        "M a.txt", "M deep\\one\\b.txt"}));
+
+    rig.rename("a.txt", "renamed.txt");
+    rig.poll();
+    EXPECT_EQ(sorted(rig.take()), (Told{"C renamed.txt", "D a.txt"}));
+    rig.poll(60);
+    EXPECT_EQ(rig.take(), Told());
+}
+
+TEST(Engine, TellsAtTheNextStartWhatChangedMeanwhile) {
+    EngineRig rig;
+    for (const char* name : {"kept.txt", "changed.txt", "gone.txt"}) {
+        rig.write(name, "1");
+    }
+    rig.writeFileList(entries(rig, {"*.txt|1|1|0"}));
+    rig.start();
+    rig.stop();
+    EXPECT_EQ(signatureOf(rig, "FileWatch.dat"), FileWatchSignature);
+    rig.write("changed.txt", "22");
+    rig.remove("gone.txt");
+    rig.write("new.txt", "1");
+    rig.start();
+    EXPECT_EQ(sorted(rig.take()), (Told{"C new.txt", "D gone.txt", "M changed.txt"}));
+}
+
+TEST(Engine, SavesItsStateOnlyWhenAWalkHasFoundSomething) {
+    EngineRig rig;
+    rig.write("a.txt", "1");
+    rig.writeFileList(entries(rig, {"*.txt|1|0|0"}));
+    rig.start();
+    rig.poll(300);
+    EXPECT_FALSE(rig.root().exists("bin/FileWatch.dat"));
+    rig.write("a.txt", "22");
+    rig.poll(150);
+    ASSERT_TRUE(rig.root().exists("bin/FileWatch.dat"));
+    EXPECT_EQ(rig.take(), Told{"M a.txt"});
+    rig.kill();
+    rig.start();
+    EXPECT_EQ(rig.take(), Told());  // the state held the change
+}
+
+TEST(Engine, FollowsVirtualInstancesThatComeAndGo) {
+    EngineRig rig;
+    rig.write("inst/web1/conf/a.cfg", "1");
+    rig.writeFileList(entries(rig, {"inst\\{VIRTUAL_TAG}\\conf\\*.cfg|1|0|0"}));
+    rig.start();
+    rig.write("inst/web1/conf/a.cfg", "22");
+    rig.write("inst/web2/conf/b.cfg", "1");
+    rig.poll(20);
+    Told told = rig.take();
+    EXPECT_EQ(sorted(told),
+              (Told{"C inst\\web2", "C inst\\web2\\conf\\b.cfg", "M inst\\web1\\conf\\a.cfg"}));
+    rig.write("inst/web2/conf/b.cfg", "22");
+    rig.poll();
+    EXPECT_EQ(rig.take(), Told{"M inst\\web2\\conf\\b.cfg"});
+    rig.remove("inst/web2");
+    rig.poll(20);
+    EXPECT_EQ(sorted(rig.take()), (Told{"D inst\\web2", "D inst\\web2\\conf\\b.cfg"}));
+}
+
+TEST(Engine, ReadsLogsOnFromWhereTheLastRunEnded) {
+    EngineRig rig;
+    rig.write("app.log", "old\n");
+    rig.root().write("system/logwatch.ini",
+                     "[Log Files]\nFiles=1\n[File1]\nFileName=" + rig.watched("*.log") + "\n");
+    rig.start();
+    rig.append("app.log", "one\n");
+    rig.write("new.log", "first\n");
+    rig.poll();
+    EXPECT_EQ(sorted(rig.take()), (Told{"app.log: one", "new.log: first"}));
+    rig.append("app.log", "two\n");
+    rig.stop();
+    rig.append("app.log", "three\n");
+    rig.start();
+    EXPECT_EQ(rig.take(), (Told{"app.log: two", "app.log: three"}));
+    rig.remove("app.log");
+    rig.poll();
+    rig.write("app.log", "fresh\n");
+    rig.poll();
+    EXPECT_EQ(rig.take(), Told{"app.log: fresh"});
+}
+
+TEST(Engine, ReconfiguresOnlyWhatChanged) {
+    EngineRig rig;
+    rig.write("a.txt", "1");
+    rig.write("b.cfg", "1");
+    rig.writeFileList(entries(rig, {"*.txt|1|0|0", "b.cfg|1|0|0"}));
+    rig.start();
+    rig.write("a.txt", "22");  // not yet seen when the lists change
+    rig.write("c.doc", "1");
+    rig.writeFileList("ListLabel=new\n" + entries(rig, {"*.txt|1|0|0", "*.doc|1|0|0"}));
+    rig.reconfigure(FileWatchSubject::kFileLists);
+    EXPECT_EQ(rig.take(), Told());
+    rig.write("b.cfg", "22");
+    rig.write("c.doc", "22");
+    rig.poll();
+    EXPECT_EQ(sorted(rig.take()), (Told{"M a.txt", "M c.doc"}));
+    EXPECT_EQ(rig.monitor().GetWatchedFileCount(), 2u);
+}
+
+TEST(Engine, HoldsAFileOfTwoEntriesOnce) {
+    EngineRig rig;
+    rig.write("a.txt", "1");
+    rig.writeFileList(entries(rig, {"*.txt|1|0|0", "a.*|1|0|0"}));
+    rig.start();
+    rig.write("a.txt", "22");
+    rig.poll();
+    EXPECT_EQ(rig.take(), Told{"M a.txt"});
+    rig.writeFileList(entries(rig, {"a.*|1|0|0"}));
+    rig.reconfigure(FileWatchSubject::kFileLists);
+    rig.write("a.txt", "333");
+    rig.poll();
+    EXPECT_EQ(rig.take(), Told{"M a.txt"});
+}
+
+TEST(Engine, ChangesAreToldWhenTheClockIsSetBack) {
+    EngineRig rig;
+    rig.write("a.txt", "1");
+    rig.writeFileList(entries(rig, {"*.txt|1|0|0"}));
+    rig.start();
+    rig.poll();
+    rig.platform().setBack(7200 * 1000);
+    rig.write("a.txt", "22");
+    rig.poll(20);
+    EXPECT_EQ(rig.take(), Told{"M a.txt"});
+}
+
+}  // namespace
+}  // namespace lathwind
