@@ -81,7 +81,10 @@ public:
     std::int32_t start(IPSFilterCallback callback) override {
         const std::int32_t result = answer(Call::Start);
         if (result == 0 && !thread_.joinable()) {
-            isStarted_ = true;
+            {
+                const std::lock_guard guard(mutex_);
+                isStarted_ = true;
+            }
             thread_ = std::thread([this, callback] { run(callback); });
         }
         return result;
