@@ -74,9 +74,9 @@ private:
     FileEntries fileEntries_ GUARDED_BY(*lock_);
     std::map<std::wstring, ConfiguredLog> logEntries_ GUARDED_BY(*lock_);
     std::atomic<bool> stop_{false};
+    const std::unique_ptr<Lock> lateLock_;
     // What the monitor's thread still made after the store had closed.
     std::deque<std::unique_ptr<IDSEvent>> lateEvents_ GUARDED_BY(*lateLock_);
-    const std::unique_ptr<Lock> lateLock_;
     FileDiff fileDiff_;  // outlives the monitor, whose entities point into it
     std::unique_ptr<FileWatchMonitor> monitor_;
 };
