@@ -161,10 +161,12 @@ void FileWatchMonitor::WriteState(StateFileOutput& output, bool complete) {
     }
 }
 
+// An entity without a row is one that no entry asked for by name or mask: the folder of an instance
+// that came, for one. The next start makes none for it, and would take it for deleted.
 void FileWatchMonitor::WriteEntities(std::ostream& stream, std::int32_t mapIndex) {
     EntityTable& table = TableOf(mapIndex);
-    table.ForEachEntity([&stream](WatchedEntity& entity) {
-        if (isLocal(entity)) {
+    table.ForEachEntity([&](WatchedEntity& entity) {
+        if (isLocal(entity) && table.HasRow(entity.GetName())) {
             entity.WriteEntity(stream);
         }
     });

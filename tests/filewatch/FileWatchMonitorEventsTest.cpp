@@ -21,7 +21,9 @@ using Texts = std::vector<std::wstring>;
 // A monitor over real files and a source that watches nothing: notifications come from the test.
 class FileWatchMonitorEvents : public ::testing::Test {
 protected:
-    FileWatchMonitorEvents() {
+    FileWatchMonitorEvents() { remake(); }
+    void remake() {
+        monitor.reset();
         auto made = std::make_unique<testing::FakeEventSource>();
         source = made.get();
         monitor = std::make_unique<FileWatchMonitor>(
@@ -276,6 +278,24 @@ TEST_F(FileWatchMonitorEvents, AnInstanceComesAndGoesAndComesAgain) {
     remove("older");
     driven(DriverOperation::Renamed, L"elsewhere", L"older");
     EXPECT_EQ(events(), Texts{L"R D older\\logs\\a.log"});
+}
+
+TEST_F(FileWatchMonitorEvents, AnInstanceThatCameIsNotGoneAtTheNextStart) {
+    const std::wstring entry = L"{virtual_tag}\\*.log";
+    write("start");
+    for (const bool isFirst : {true, false}) {
+        addFile(entry);
+        if (isFirst) {
+            write("new/a.log");
+            polled(Added, L"new");
+            EXPECT_EQ(events().size(), 2u);
+            monitor->SetConfigurationPending(false);
+            monitor->Serialize();
+            remake();
+        }
+    }
+    EXPECT_EQ(monitor->Deserialize(L"FileWatch.dat", *stop), RestoreResult::Restored);
+    EXPECT_EQ(events(), Texts());
 }
 
 TEST_F(FileWatchMonitorEvents, WhatOtherEntriesAskedForOutlivesTheInstance) {
