@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "filewatch/ConfiguredEntries.h"
 #include "filewatch/FileEventSource.h"
 #include "filewatch/PathEntries.h"
 #include "utils/InternedText.h"
@@ -70,8 +70,8 @@ public:
     std::vector<Row> GetRows(std::wstring_view prefix = {}) const;
 
     // The entries that were accepted, in sort order.
-    std::set<std::wstring>& GetConfigured() noexcept { return configured_; }
-    const std::set<std::wstring>& GetConfigured() const noexcept { return configured_; }
+    ConfiguredEntries& GetConfigured() noexcept { return configured_; }
+    const ConfiguredEntries& GetConfigured() const noexcept { return configured_; }
 
 private:
     struct Item {
@@ -110,7 +110,7 @@ private:
     mutable Cursor ownerCursor_;
     mutable Cursor readerCursor_ GUARDED_BY(*publishedLock_);
     std::size_t entityCount_ = 0;
-    std::set<std::wstring> configured_;
+    ConfiguredEntries configured_;
 };
 
 }  // namespace lathwind

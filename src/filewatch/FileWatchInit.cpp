@@ -54,6 +54,7 @@ void FileWatchInit::Stop() {
     }
     const ScopedLock guard(*lock_);
     queue_.clear();
+    waitingMounts_.clear();
 }
 
 void FileWatchInit::run() {
@@ -80,6 +81,7 @@ bool FileWatchInit::TakeFirst(WorkItem& item) {
     }
     item = std::move(queue_.front());
     queue_.pop_front();
+    waitingMounts_.erase({item.kind, item.path});
     return true;
 }
 
@@ -88,8 +90,14 @@ std::size_t FileWatchInit::GetLength() const {
     return queue_.size();
 }
 
+// A filter that tells of one mount again and again must not fill the memory.
 void FileWatchInit::EnQueue(WorkItem item) {
     const ScopedLock guard(*lock_);
+    const bool isOfMount =
+        item.kind == WorkItem::Kind::Mount || item.kind == WorkItem::Kind::UnMount;
+    if (isOfMount && !waitingMounts_.emplace(item.kind, item.path).second) {
+        return;
+    }
     queue_.push_back(std::move(item));
 }
 

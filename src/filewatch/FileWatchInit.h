@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 
 #include "filewatch/FileWatchParams.h"
 #include "filewatch/LogFileProperties.h"
@@ -88,7 +90,7 @@ struct WorkItem {
 // service's start nor a driver's callback may wait for that.
 //
 // The items are spaced out: the thread takes at most one for each 100 ms. The queue has no limit,
-// and putting an item into it wakes nobody.
+// but a mount that waits in it is not put there again; putting an item into it wakes nobody.
 //
 // Any thread may queue items; Start and Stop are called by one.
 class FileWatchInit : public Runnable {
@@ -135,6 +137,7 @@ private:
     const std::unique_ptr<Lock> lock_;  // held for the copy of one item only
     const std::unique_ptr<Event> stop_;
     std::deque<WorkItem> queue_ GUARDED_BY(*lock_);
+    std::set<std::pair<WorkItem::Kind, std::wstring>> waitingMounts_ GUARDED_BY(*lock_);
     std::unique_ptr<Thread> thread_;
 };
 

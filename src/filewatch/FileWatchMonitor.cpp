@@ -19,6 +19,7 @@ constexpr auto kModule = ModuleId::FilewatchCollector;
 constexpr int kConfigurationFinalMessage = 47;
 // Of the five digests the first two belong to the file lists.
 constexpr std::size_t kFileLists = 2;
+constexpr std::int32_t kHighProtectionList = 1;
 
 // The filter's callback may come at any time, also after the last static object has gone.
 Lock& instanceGate() {
@@ -69,8 +70,10 @@ FileWatchMonitor::FileWatchMonitor(EventStore& events, WatchLists* lists,
         mounts_->SetSpecFinder(source_.get());
     }
     const auto neverStopped = platformFactory.createEvent(std::wstring());
+    FileWatchParams params;
+    params.listId = kHighProtectionList;
     for (const std::wstring& path : paths) {
-        AddFile(path, FileWatchParams(), *neverStopped);
+        AddFile(path, params, *neverStopped);
     }
 }
 
@@ -151,16 +154,20 @@ void FileWatchMonitor::EnQueueDeserialize() {
 }
 
 void FileWatchMonitor::EnQueueAdd(const std::wstring& path, const FileWatchParams& params) {
+    // At once: a state saved before the first item is done belongs to no list in force.
+    SetConfigurationPending(true);
     workItems_->EnQueueAdd(path, params);
 }
 
 void FileWatchMonitor::EnQueueAddLog(const LogFileProperties& properties,
                                      std::int32_t startOffset) {
+    SetConfigurationPending(true);
     workItems_->EnQueueAddLog(properties, startOffset);
 }
 
 void FileWatchMonitor::EnQueueRemove(const std::wstring& path, const FileWatchParams& params,
                                      std::int32_t mapIndex) {
+    SetConfigurationPending(true);
     workItems_->EnQueueRemove(path, params, mapIndex);
 }
 

@@ -226,6 +226,7 @@ private:
     std::vector<EntityTable::Row> RowsOf(const WatchedPathSpec& spec, const std::wstring& entry,
                                          std::int32_t mapIndex);
     void RemoveWatchedEntity(const std::wstring& path);
+    void RemoveWatchedEntity(const std::wstring& path, std::int32_t mapIndex);  // of one table
     void RemoveWatchedEntities(const WatchedPathSpec& spec);
     void UnlinkPath(const std::wstring& path, const std::wstring& entry, std::int32_t mapIndex);
 
@@ -259,6 +260,7 @@ private:
     WatchedEntity* ResolveEntity(FileNotificationInfo& note,
                                  const std::optional<Association>& known) REQUIRES(*lock_);
     bool IsBesideInstances(const std::wstring& path, std::int32_t listId) REQUIRES(*lock_);
+    bool IsOfLogsAlone(const FileNotificationInfo& note);
     // AddWatchedEntity with what the lists say of the path. Without an entity its rows go.
     WatchedEntity* AddFoundEntity(const std::wstring& path, std::int32_t mapIndex,
                                   bool readFromStart, const FileWatchParams& params,
@@ -289,6 +291,7 @@ private:
     bool IsCoveredBy(const std::wstring& entry, const FileWatchParams& params,
                      const std::wstring& path, std::int32_t mapIndex, FileNotificationInfo* note)
         REQUIRES(*lock_);
+    bool IsStillListed(const std::wstring& entry, std::int32_t mapIndex) const;
     FileWatchParams EntryParams(const std::wstring& entry, std::int32_t mapIndex) const;
     bool AddInstance(const VirtualPathSpec& spec, const FileWatchParams& params,
                      const std::wstring& instance, std::int32_t mapIndex,

@@ -70,7 +70,7 @@ std::int32_t FileWatchMonitor::LevelOf(const WatchedPathSpec& entry, std::int32_
 void FileWatchMonitor::AddFile(const std::wstring& path, const FileWatchParams& params,
                                Event& stop) {
     SetConfigurationPending(true);
-    const std::wstring entry = toLower(path);
+    const std::wstring entry = toLower(FileIO::NormalizePath(path));
     if (!FileIO::IsAccessible(MapToRealPath(FileIO::GetDirectory(entry)))) {
         logCatalogued(Severity::Warning, kModule, kNoPermissionMessage, path);
     }
@@ -93,7 +93,10 @@ void FileWatchMonitor::AddFile(const std::wstring& path, const FileWatchParams& 
 
 std::size_t FileWatchMonitor::AddWildCardFile(const std::wstring& path, FileWatchParams params,
                                               bool skipSource, Event* stop) {
-    SetConfigurationPending(true);
+    // A mount that polling has seen changes no entry, and nothing would end the pending state.
+    if (!skipSource) {
+        SetConfigurationPending(true);
+    }
     const WatchedPathSpec parts(path, 1, false);
     if (!reportUnlessSplit(path, parts.GetDirectory())) {
         return 0;
@@ -109,7 +112,9 @@ std::size_t FileWatchMonitor::AddWildCardFile(const std::wstring& path, FileWatc
 
 std::size_t FileWatchMonitor::AddVirtualFile(const std::wstring& path, FileWatchParams params,
                                              bool skipSource, Event* stop) {
-    SetConfigurationPending(true);
+    if (!skipSource) {
+        SetConfigurationPending(true);
+    }
     const WatchedPathSpec parts(path, 1, false);
     if (!reportUnlessSplit(path, parts.GetDirectory())) {
         return 0;
@@ -127,7 +132,7 @@ std::size_t FileWatchMonitor::AddVirtualFile(const std::wstring& path, FileWatch
 
 void FileWatchMonitor::AddLogFile(const LogFileProperties& properties, std::int32_t startOffset) {
     SetConfigurationPending(true);
-    const std::wstring entry = toLower(properties.GetFileName());
+    const std::wstring entry = toLower(FileIO::NormalizePath(properties.GetFileName()));
     switch (kindOfEntry(entry)) {
         case EntryKind::Virtual:
             AddVirtualLogFile(properties);
@@ -161,7 +166,7 @@ void FileWatchMonitor::AddPlainLogFile(const std::wstring& entry,
 }
 
 std::size_t FileWatchMonitor::AddWildCardLogFile(const LogFileProperties& properties) {
-    const std::wstring entry = toLower(properties.GetFileName());
+    const std::wstring entry = toLower(FileIO::NormalizePath(properties.GetFileName()));
     const WatchedPathSpec parts(entry, 1, false);
     if (!reportUnlessSplit(entry, parts.GetDirectory()) ||
         !AcceptEntry(entry, LogParams(), kLogIndex, L"AddWildCardLogFile: Failed to add %ls")) {
@@ -173,7 +178,7 @@ std::size_t FileWatchMonitor::AddWildCardLogFile(const LogFileProperties& proper
 }
 
 std::size_t FileWatchMonitor::AddVirtualLogFile(const LogFileProperties& properties) {
-    const std::wstring entry = toLower(properties.GetFileName());
+    const std::wstring entry = toLower(FileIO::NormalizePath(properties.GetFileName()));
     const WatchedPathSpec parts(entry, 1, false);
     if (!reportUnlessSplit(entry, parts.GetDirectory()) ||
         !AcceptEntry(entry, LogParams(), kLogIndex, L"AddVirtualLogFile: Failed to add %ls")) {
@@ -204,15 +209,22 @@ WatchRequest FileWatchMonitor::RequestOf(const std::wstring& path, const FileWat
     return request;
 }
 
+// The entry stands before the source tells anything about it, or what is told would belong to none.
 bool FileWatchMonitor::AcceptEntry(const std::wstring& entry, const FileWatchParams& params,
                                    std::int32_t mapIndex, DebugFormat refusal) {
-    if (!source_->AddFileToWatch(RequestOf(entry, params, mapIndex, {}))) {
-        debugLog(kModule, refusal, entry);
-        return false;
+    bool isNew = false;
+    {
+        const ScopedLock guard(*lock_);
+        isNew = TableOf(mapIndex).GetConfigured().insert(entry);
     }
-    const ScopedLock guard(*lock_);
-    TableOf(mapIndex).GetConfigured().insert(entry);
-    return true;
+    if (source_->AddFileToWatch(RequestOf(entry, params, mapIndex, {}))) {
+        return true;
+    }
+    debugLog(kModule, refusal, entry);
+    if (isNew) {
+        ForgetEntry(entry, mapIndex);
+    }
+    return false;
 }
 
 void FileWatchMonitor::AddMatches(AddWalk& walk, const std::wstring& directory,
@@ -246,6 +258,9 @@ bool FileWatchMonitor::AddEntityOf(const std::wstring& path, const std::wstring&
         return false;
     }
     const ScopedLock guard(*lock_);
+    if (TableOf(mapIndex).Find(path) == nullptr) {
+        return false;  // gone again, as the monitor's thread was told
+    }
     TableOf(mapIndex).AddRow(path, entry);
     return true;
 }

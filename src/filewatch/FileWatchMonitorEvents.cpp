@@ -3,7 +3,6 @@
 // entity's to decide (FileChangeAnalysis). docs/watching.md tells the whole of it.
 #include <new>
 #include <optional>
-#include <set>
 #include <utility>
 
 #include "filewatch/FileWatchMonitor.h"
@@ -19,7 +18,7 @@ namespace {
 constexpr ModuleId kModule = ModuleId::FilewatchCollector;
 constexpr int kQueueApproachingRow = 170;  // FWC_0007
 constexpr int kQueueFullRow = 171;         // FWC_0008
-constexpr std::uint32_t kConfigurationPauseMs = 500;
+constexpr std::uint32_t kPauseMs = 500;
 // What a process that has just made or renamed a file gets to finish it.
 constexpr std::uint32_t kWriterPauseMs = 20;
 
@@ -43,7 +42,7 @@ void logLostNotification(const wchar_t* reason) noexcept {
 
 void FileWatchMonitor::run() {
     while (!stop_.load() && IsConfigurationPending()) {
-        platform::host().sleepMs(kConfigurationPauseMs);
+        platform::host().sleepMs(kPauseMs);
     }
     while (Step()) {
     }
@@ -57,6 +56,7 @@ bool FileWatchMonitor::Step() {
         note = source_->GetNext();
     } catch (const std::bad_alloc&) {
         logLostNotification(L"no memory");
+        platform::host().sleepMs(kPauseMs);  // whoever has it may give some back
         return true;
     }
     if (note == nullptr) {
@@ -136,7 +136,7 @@ void FileWatchMonitor::Dispatch(WatchedEntity* entity, FileNotificationInfo& not
 }
 
 std::wstring FileWatchMonitor::ConfiguredEntryFor(const std::wstring& path) {
-    const std::set<std::wstring>& configured = TableOf(kFileIndex).GetConfigured();
+    const ConfiguredEntries& configured = TableOf(kFileIndex).GetConfigured();
     const auto found = configured.lower_bound(toLower(path));
     return found == configured.end() ? std::wstring() : *found;
 }
@@ -156,12 +156,15 @@ WatchedEntity* FileWatchMonitor::ResolveEntity(FileNotificationInfo& note,
         return nullptr;
     }
     const Association association = known ? *known : AssociateEntry(key, mapIndex, &note);
-    if (!association.isCovered && IsBesideInstances(key, note.listId)) {
+    if (!association.isCovered && (IsBesideInstances(key, note.listId) || IsOfLogsAlone(note))) {
         return nullptr;
     }
     const bool readFromStart = mapIndex == kLogIndex;  // a log that turns up is new from its start
     WatchedEntity* const entity =
         AddFoundEntity(key, mapIndex, readFromStart, association.params, note.virtualName);
+    if (entity == nullptr && !isMountAction(note.action)) {
+        ForgetRows(key, mapIndex);  // a file that is gone before it is looked at leaves nothing
+    }
     if (entity != nullptr && note.action != FileAction::Added && !isMountAction(note.action)) {
         debugLog(kModule, L"Changing %ls notification to FILE_ADDED for unknown WatchedEntity: %ls",
                  fileActionText(note.action), key);
@@ -177,6 +180,14 @@ bool FileWatchMonitor::IsBesideInstances(const std::wstring& path, std::int32_t 
     return spec != nullptr && !spec->GetVirtualEntry().empty();
 }
 
+// The filter names no list, and may watch by a policy of its own: what it says of a path that only
+// a log entry covers makes no file of it. Polling follows the log.
+bool FileWatchMonitor::IsOfLogsAlone(const FileNotificationInfo& note) {
+    constexpr std::int32_t kLogList = 0;
+    return note.listId == FileNotificationInfo::kAnyList && !isMountAction(note.action) &&
+           source_->IsCovered(toLower(note.path), kLogList);
+}
+
 WatchedEntity* FileWatchMonitor::AddFoundEntity(const std::wstring& path, std::int32_t mapIndex,
                                                 bool readFromStart, const FileWatchParams& params,
                                                 const std::wstring& virtualName) {
@@ -189,13 +200,8 @@ WatchedEntity* FileWatchMonitor::AddFoundEntity(const std::wstring& path, std::i
         isDescribed = lists_->FindLogProperties(path, &log);
         properties.log = &log;
     }
-    WatchedEntity* const entity =
-        isDescribed ? AddWatchedEntity(path, mapIndex, readFromStart, properties, virtualName)
-                    : nullptr;
-    if (entity == nullptr) {
-        ForgetRows(path, mapIndex);  // a file that is gone before it is looked at leaves nothing
-    }
-    return entity;
+    return isDescribed ? AddWatchedEntity(path, mapIndex, readFromStart, properties, virtualName)
+                       : nullptr;
 }
 
 void FileWatchMonitor::ForgetRows(const std::wstring& path, std::int32_t mapIndex) {

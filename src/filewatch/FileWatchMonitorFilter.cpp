@@ -72,7 +72,10 @@ void FileWatchMonitor::OnFilterEvent(const IPSFilterEvent* event) {
     try {
         WithInstance([event](FileWatchMonitor& monitor) { monitor.TakeFilterEvent(*event); });
     } catch (...) {
-        debugLog(kModule, L"Exception caught. Failed to create FileNotificationInfo");
+        try {
+            debugLog(kModule, L"Exception caught. Failed to create FileNotificationInfo");
+        } catch (...) {  // no memory for the line either
+        }
     }
 }
 

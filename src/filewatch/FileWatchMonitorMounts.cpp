@@ -39,8 +39,8 @@ void FileWatchMonitor::ExUnMount(const std::wstring& path, std::int32_t processI
 
 // ---- The walks, on the thread of the work items.
 
+// The mount manager has a lock of its own: a slow volume keeps no notification waiting.
 void FileWatchMonitor::RefreshMounts() {
-    const ScopedLock guard(*lock_);
     if (mounts_ != nullptr) {
         mounts_->RefreshMounts();
     }
@@ -49,7 +49,7 @@ void FileWatchMonitor::RefreshMounts() {
 // The beginning of the text decides, not whole folder names: "d:\data" takes "d:\database" along.
 std::vector<std::wstring> FileWatchMonitor::EntriesBelow(const std::wstring& path) {
     const ScopedLock guard(*lock_);
-    const std::set<std::wstring>& configured = TableOf(kFileIndex).GetConfigured();
+    const ConfiguredEntries& configured = TableOf(kFileIndex).GetConfigured();
     std::vector<std::wstring> entries;
     for (auto entry = configured.lower_bound(path);
          entry != configured.end() && entry->starts_with(path); ++entry) {
@@ -167,7 +167,15 @@ std::size_t FileWatchMonitor::UnmountEntry(const std::wstring& entry, const std:
 void FileWatchMonitor::HandlePolledMount(WatchedEntity* entity, FileNotificationInfo& note) {
     note.entry = ConfiguredEntryFor(note.path);
     Deliver(entity, note);
-    const std::wstring entry = TableOf(kFileIndex).GetFirstEntry(toLower(note.path));
+    EntityTable& files = TableOf(kFileIndex);
+    // Polling names the entry itself, which is the path of no file and has a row for this step
+    // only.
+    const std::wstring path = toLower(note.path);
+    const std::wstring entry =
+        files.GetConfigured().contains(path) ? path : files.GetFirstEntry(path);
+    if (entity == nullptr) {
+        ForgetRows(path, mapIndexOfList(note.listId));
+    }
     if (entry.empty()) {
         return;
     }

@@ -3,6 +3,7 @@
 
 #include "filewatch/EntryKind.h"
 #include "filewatch/FileWatchMonitor.h"
+#include "utils/FileIO.h"
 #include "utils/Logging.h"
 #include "utils/Text.h"
 
@@ -16,7 +17,7 @@ constexpr auto kModule = ModuleId::FilewatchCollector;
 void FileWatchMonitor::RemoveFile(const std::wstring& path, const FileWatchParams& params,
                                   std::int32_t mapIndex) {
     SetConfigurationPending(true);
-    const std::wstring entry = toLower(path);
+    const std::wstring entry = toLower(FileIO::NormalizePath(path));
     if (kindOfEntry(entry) != EntryKind::Plain) {
         RemoveEntry(entry, params, mapIndex);
         return;
@@ -29,7 +30,7 @@ void FileWatchMonitor::RemoveFile(const std::wstring& path, const FileWatchParam
 
 bool FileWatchMonitor::ForgetEntry(const std::wstring& entry, std::int32_t mapIndex) {
     const ScopedLock guard(*lock_);
-    return TableOf(mapIndex).GetConfigured().erase(entry) != 0;
+    return TableOf(mapIndex).GetConfigured().erase(entry);
 }
 
 // An entry that cannot be split was never accepted, and when it was added that was said.
@@ -52,6 +53,8 @@ std::size_t FileWatchMonitor::RemoveEntry(const std::wstring& path, const FileWa
     return rows.size();
 }
 
+// Whatever made the rows: the folder of a virtual entry's instance has one too, and an entry's
+// level may have been another when it came.
 std::vector<EntityTable::Row> FileWatchMonitor::RowsOf(const WatchedPathSpec& spec,
                                                        const std::wstring& entry,
                                                        std::int32_t mapIndex) {
@@ -60,10 +63,7 @@ std::vector<EntityTable::Row> FileWatchMonitor::RowsOf(const WatchedPathSpec& sp
         const ScopedLock guard(*lock_);
         rows = TableOf(mapIndex).GetRows(commonPrefixOf(spec));
     }
-    std::erase_if(rows, [&](const EntityTable::Row& row) {
-        const std::wstring& path = row.path;
-        return row.entry.get() != entry || (path != entry && !spec.Matches(path));
-    });
+    std::erase_if(rows, [&](const EntityTable::Row& row) { return row.entry.get() != entry; });
     return rows;
 }
 
@@ -78,16 +78,21 @@ void FileWatchMonitor::UnlinkPath(const std::wstring& path, const std::wstring& 
 }
 
 void FileWatchMonitor::RemoveWatchedEntity(const std::wstring& path) {
+    for (const std::int32_t mapIndex : {kFileIndex, kLogIndex}) {
+        RemoveWatchedEntity(path, mapIndex);
+    }
+}
+
+void FileWatchMonitor::RemoveWatchedEntity(const std::wstring& path, std::int32_t mapIndex) {
     debugLog(kModule, L"Removing WatchedEntity %ls", path);
     const std::wstring key = path;  // which may be the name that the entity holds
     const ScopedLock guard(*lock_);
-    for (EntityTable& table : tables_) {
-        // Two rows, not all: a path that three entries led to keeps the third, and with it the
-        // knowledge that somebody asked for it.
-        table.EraseFirstRow(key);
-        table.EraseFirstRow(key);
-        table.EraseEntity(key);
-    }
+    EntityTable& table = TableOf(mapIndex);
+    // Two rows, not all: a path that three entries led to keeps the third, and with it the
+    // knowledge that somebody asked for it.
+    table.EraseFirstRow(key);
+    table.EraseFirstRow(key);
+    table.EraseEntity(key);
 }
 
 void FileWatchMonitor::RemoveWatchedEntities(const WatchedPathSpec& spec) {

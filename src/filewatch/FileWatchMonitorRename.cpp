@@ -45,6 +45,9 @@ void FileWatchMonitor::HandleRename(WatchedEntity* entity, std::int32_t mapIndex
     } else {
         action = FileAction::Added;
         target = AddFoundEntity(path, mapIndex, false, association.params, note.virtualName);
+        if (target == nullptr) {
+            ForgetRows(path, mapIndex);
+        }
     }
     FileNotificationInfo arrival = arrivalOf(note, action);
     Deliver(target, arrival);

@@ -1,6 +1,5 @@
 // Which configured entries a path belongs to, and what becomes of virtual entries as the folders
 // come and go that stand for their token.
-#include <algorithm>
 #include <utility>
 
 #include "filewatch/EntryKind.h"
@@ -18,19 +17,6 @@ namespace {
 constexpr ModuleId kModule = ModuleId::FilewatchCollector;
 constexpr std::wstring_view kToken = L"{virtual_tag}";
 
-// Rules out, without building anything, what cannot cover a path that it does not equal: a list may
-// have a hundred thousand entries. Up to its mask, or to its token, an entry is the path's folder.
-bool mayCover(std::wstring_view entry, std::wstring_view path) {
-    const auto parting = std::mismatch(entry.begin(), entry.end(), path.begin(), path.end()).first;
-    const auto common = static_cast<std::size_t>(parting - entry.begin());
-    const auto backslash = entry.rfind(L'\\');
-    if (backslash == std::wstring_view::npos) {
-        return false;
-    }
-    return (backslash < common && hasWildcard(entry.substr(backslash))) ||
-           entry.find(kToken) <= common;
-}
-
 // Where the files of an instance lie, with a backslash at the end.
 std::wstring folderOf(const WatchedPathSpec& spec, const std::wstring& instance) {
     std::wstring folder = instance;
@@ -43,8 +29,8 @@ FileWatchMonitor::Association FileWatchMonitor::AssociateEntry(const std::wstrin
                                                                std::int32_t mapIndex,
                                                                FileNotificationInfo* note) {
     Association association;
-    for (const std::wstring& entry : TableOf(mapIndex).GetConfigured()) {
-        if (entry != path && !mayCover(entry, path)) {
+    for (const std::wstring& entry : TableOf(mapIndex).GetConfigured().CandidatesFor(path)) {
+        if (!IsStillListed(entry, mapIndex)) {
             continue;
         }
         FileWatchParams params = EntryParams(entry, mapIndex);
@@ -77,6 +63,11 @@ bool FileWatchMonitor::IsCoveredBy(const std::wstring& entry, const FileWatchPar
     return isCovered;
 }
 
+// An entry that has gone from the lists is on its way out, and nothing is known of it any more.
+bool FileWatchMonitor::IsStillListed(const std::wstring& entry, std::int32_t mapIndex) const {
+    return mapIndex == kLogIndex || lists_ == nullptr || lists_->GetFileParams(entry, nullptr);
+}
+
 // What the lists say of an entry, with the level that it really has.
 FileWatchParams FileWatchMonitor::EntryParams(const std::wstring& entry,
                                               std::int32_t mapIndex) const {
@@ -103,6 +94,7 @@ bool FileWatchMonitor::AddInstance(const VirtualPathSpec& spec, const FileWatchP
         const bool readFromStart = mapIndex == kLogIndex;
         WatchedEntity* const entity = AddFoundEntity(path, mapIndex, readFromStart, params, name);
         if (entity == nullptr) {
+            ForgetRows(path, mapIndex);
             continue;
         }
         TableOf(mapIndex).AddRow(path, entry);
@@ -111,6 +103,7 @@ bool FileWatchMonitor::AddInstance(const VirtualPathSpec& spec, const FileWatchP
             DeliverAs(FileAction::Added, entity, *note);
         }
     }
+    TableOf(mapIndex).AddRow(instance, entry);
     return true;
 }
 
@@ -126,7 +119,7 @@ void FileWatchMonitor::EntityGone(const std::wstring& path, std::int32_t mapInde
     // Of the entries, which are sorted, those whose token stands for the last part of the path.
     std::wstring begin(splitAtLastBackslash(path).directory);
     begin += kToken;
-    const std::set<std::wstring>& configured = TableOf(mapIndex).GetConfigured();
+    const ConfiguredEntries& configured = TableOf(mapIndex).GetConfigured();
     bool isInstance = false;
     for (auto entry = configured.lower_bound(begin);
          entry != configured.end() && entry->starts_with(begin); ++entry) {
@@ -134,7 +127,9 @@ void FileWatchMonitor::EntityGone(const std::wstring& path, std::int32_t mapInde
     }
     if (!isInstance) {
         if (TableOf(mapIndex).Find(path) != nullptr) {
-            RemoveWatchedEntity(path);
+            // A path on a file list and on a log list is two entities: each list notices by itself,
+            // and the one has still to tell of it when the other has.
+            RemoveWatchedEntity(path, mapIndex);
         }
         return;
     }
@@ -146,6 +141,9 @@ void FileWatchMonitor::EntityGone(const std::wstring& path, std::int32_t mapInde
 
 bool FileWatchMonitor::VirtualDirectoryGone(const std::wstring& entry, std::int32_t mapIndex,
                                             const std::wstring& path, FileNotificationInfo* note) {
+    if (!IsStillListed(entry, mapIndex)) {
+        return false;
+    }
     const FileWatchParams params = EntryParams(entry, mapIndex);
     const VirtualPathSpec spec(entry, params.recursionLevel, params.monitorAccessTime, entry);
     if (spec.GetDirectory().empty() || !spec.IsVirtualDir(path, 1)) {

@@ -200,6 +200,7 @@ void WatchListReader::ReadEntry(std::wstring_view text, WatchListReport& report,
     if (path.find(L'%') != std::wstring::npos) {
         path = platformFactory.createFileUtility()->ExpandVariables(path, nullptr);
     }
+    path = FileIO::NormalizePath(path);
     std::optional<RefusalReason> refusal =
         path.find(L'%') != std::wstring::npos ? RefusalReason::Invalid : refusalOf(path);
     if (!refusal && params.recursionLevel > kMaxRecursionLevel) {
@@ -258,7 +259,7 @@ void WatchListReader::ReadLogEntries(const IniFile& ini, std::wstring_view file,
         if (!LogFileProperties::ReadFromIni(ini, properties, number)) {
             continue;
         }
-        const std::wstring path = properties.GetFileName();
+        const std::wstring path = FileIO::NormalizePath(properties.GetFileName());
         std::optional<RefusalReason> refusal = refusalOf(path);
         if (!refusal && !lists.entries.try_emplace(path, std::move(properties)).second) {
             debugLog(kModule, L"Duplicate logwatch.ini entry: %ls dropped", path);

@@ -45,7 +45,7 @@ protected:
         params.listId = 1;
         params.label = label;
         params.recursionLevel = 1;
-        lists.files[path(entry)] = params;
+        lists.files[toLower(path(entry))] = params;
         monitor->AddFile(path(entry), params, *stop);
     }
     void polled(FileAction action, const std::wstring& name, std::int32_t listId = 1) {
@@ -234,6 +234,17 @@ TEST_F(FileWatchMonitorEvents, ARenameIsTwoThings) {
             polled(Deleted, name);
         }
     }
+}
+
+TEST_F(FileWatchMonitorEvents, APolledMountOfAnEntryTakesItsFilesInWithoutAWord) {
+    write("vol/old.txt");
+    addFile(L"vol\\*.txt");
+    monitor->SetConfigurationPending(false);
+    write("vol/new.txt");
+    polled(Mount, L"vol\\*.txt");
+    EXPECT_TRUE(isKnown(L"vol\\new.txt"));
+    EXPECT_EQ(events(), Texts());
+    EXPECT_FALSE(monitor->IsConfigurationPending());  // nothing would make it final again
 }
 
 TEST_F(FileWatchMonitorEvents, AnInstanceComesAndGoesAndComesAgain) {

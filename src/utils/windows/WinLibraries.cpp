@@ -7,7 +7,8 @@ namespace {
 class WinLibraries final : public platform::Libraries {
 public:
     platform::ErrorCode load(const std::wstring& path, void*& library) override {
-        library = ::LoadLibraryW(path.c_str());
+        // What the library itself needs is looked for beside it, not in the current folder.
+        library = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
         return resultOf(library != nullptr);
     }
     void* symbol(void* library, const std::string& name) override {
