@@ -30,6 +30,7 @@ public:
     // The line of an event, with the next number.
     CsvRecord makeRecord(const IDSEvent& event, const FlagContexts* flags) const;
     bool isFull() const;  // of the queue
+    QueueState queueState() const { return records_.state(); }
     // Queues a record. Those of the prevention service and the agent's own have rules of their own
     // for the real-time file. False when the queue was full.
     bool enqueue(CsvRecord record, RuleSet rules);

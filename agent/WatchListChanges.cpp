@@ -1,0 +1,62 @@
+#include "agent/WatchListChanges.h"
+
+#include <utility>
+
+#include "filewatch/FileWatchSubject.h"
+#include "utils/Digests.h"
+#include "utils/platform/PlatformFactory.h"
+
+namespace lathwind::agent {
+namespace {
+
+constexpr std::size_t kFileLists = 2;  // the first ones of kWatchLists
+
+constexpr std::uint32_t bitOf(std::size_t list) {
+    return list < kFileLists ? FileWatchSubject::kFileLists : FileWatchSubject::kLogLists;
+}
+
+bool isAbsent(platform::ErrorCode code) {
+    return code == platform::error::FileNotFound || code == platform::error::PathNotFound;
+}
+
+}  // namespace
+
+WatchListChanges::Content WatchListChanges::readContent(const std::wstring& path) {
+    std::array<std::uint8_t, kMd5Bytes> digest{};
+    if (!HashFileMd5(path, digest.data())) {
+        platform::FileFacts facts;
+        return isAbsent(platform::files().query(path, facts)) ? Content(std::wstring())
+                                                              : std::nullopt;
+    }
+    std::wstring text;
+    Md5ToHex(digest.data(), digest.size(), text);
+    return text;
+}
+
+// A list that cannot be read now is compared at the next look.
+WatchListChanges::WatchListChanges(Reader reader) : reader_(std::move(reader)) {
+    for (std::size_t i = 0; i < kLists; ++i) {
+        lists_[i].inForce = lists_[i].last = reader_(std::wstring(watchFiles::kWatchLists[i]));
+    }
+}
+
+std::uint32_t WatchListChanges::look() {
+    std::uint32_t bits = 0;
+    unsettled_ = false;
+    for (std::size_t i = 0; i < kLists; ++i) {
+        List& list = lists_[i];
+        Content now = reader_(std::wstring(watchFiles::kWatchLists[i]));
+        if (now != list.inForce) {
+            if (now.has_value() && now == list.last) {
+                list.inForce = now;
+                bits |= bitOf(i);
+            } else {
+                unsettled_ = true;
+            }
+        }
+        list.last = std::move(now);
+    }
+    return bits;
+}
+
+}  // namespace lathwind::agent
