@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# ./dev demo [windows]: makes a sample installation under build/demo and runs the tool's modes on it.
+# ./dev demo tool [windows]: makes a sample installation under build/demo and runs the tool's modes on it.
 # Each command is echoed before its output; its exit code comes after.
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 platform=${1:-native}
@@ -19,12 +19,12 @@ case $platform in
         # Wine's drive Z: is the root of this system.
         native_path() { echo "Z:${1//\//\\}"; }
         ;;
-    *) die "usage: ./dev demo [windows]" ;;
+    *) die "usage: ./dev demo tool [windows]" ;;
 esac
 
 # The sample: folders and watch lists of an installation, the prevention service's log, and the
 # state file that an old version left behind.
-sample=$project/build/demo/$platform
+sample=$project/build/demo/tool-$platform
 rm -rf "$sample"
 mkdir -p "$sample"
 cp -r "$project/tests/data/golden/v05/install/." "$sample"
