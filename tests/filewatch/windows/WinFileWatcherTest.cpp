@@ -17,6 +17,7 @@
 #include "support/ServiceOverride.h"
 #include "support/TempDir.h"
 #include "utils/AgentInfo.h"
+#include "utils/Format.h"
 #include "utils/Text.h"
 
 namespace lathwind {
@@ -83,30 +84,30 @@ TEST_F(WinFileWatcherTest, TellsWhatBecameOfAFile) {
     };
     const Case cases[] = {
         {"still not there", [] {}, {}},
-        {"new", [&] { disk.write(path, "1"); }, {L"Added " + path}},
+        {"new", [&] { disk.write(path, "1"); }, {L"Added x:\\w\\a.txt"}},
         {"rests", [] {}, {}},
-        {"other contents", [&] { disk.write(path, "2"); }, {L"Modified " + path}},
+        {"other contents", [&] { disk.write(path, "2"); }, {L"Modified x:\\w\\a.txt"}},
         {"other access list",
          [&] {
              disk.objects[path].sddl += L"D:";
              disk.touch(path);
          },
-         {L"Modified " + path}},
+         {L"Modified x:\\w\\a.txt"}},
         {"read only", [&] { ++disk.objects[path].facts.accessTime; }, {}},
         {"becomes a folder",
          [&] {
              disk.erase(path);
              disk.addFolder(path);
          },
-         {L"Deleted " + path, L"Added " + path}},
+         {L"Deleted x:\\w\\a.txt", L"Added x:\\w\\a.txt"}},
         {"rests as a folder", [] {}, {}},
         {"a file again",
          [&] {
              disk.erase(path);
              disk.write(path, "3");
          },
-         {L"Deleted " + path, L"Added " + path}},
-        {"gone", [&] { disk.erase(path); }, {L"Deleted " + path}},
+         {L"Deleted x:\\w\\a.txt", L"Added x:\\w\\a.txt"}},
+        {"gone", [&] { disk.erase(path); }, {L"Deleted x:\\w\\a.txt"}},
         {"stays away", [] {}, {}},
     };
     watchFile(path);
@@ -136,7 +137,8 @@ TEST_F(WinFileWatcherTest, ComparesTheAccessTimeWhereItIsMonitored) {
 TEST_F(WinFileWatcherTest, LooksQuicklyAtMostAndFullyAtEachInTurn) {
     constexpr int kFiles = 16;
     for (int i = 0; i < kFiles; ++i) {
-        const std::wstring path = L"x:\\w\\" + std::to_wstring(10 + i);
+        std::wstring path = L"x:\\w\\";
+        path += std::to_wstring(10 + i);
         disk.write(path, "1");
         watchFile(path);
     }
@@ -395,15 +397,14 @@ TEST_F(WinFileWatcherTest, ListsAndTimersAreThoseOfTheConfiguration) {
                    L"fn SetPollingIntervals => Finding the timers to remove.. ",
                    L"fn SetPollingIntervals => Removing Unnecessary timers.. "};
     std::erase_if(log.debugLines, [](const auto& line) { return line.starts_with(L"Cancelled"); });
-    for (const wchar_t* id : {L"1", L"2", L"60"}) {
-        expected.push_back(std::wstring(L"fn SetPollingIntervals => Removed timer: ") + id +
-                           L".. ");
+    for (const std::int32_t id : {1, 2, 60}) {
+        expected.push_back(format(L"fn SetPollingIntervals => Removed timer: %d.. ", id));
     }
-    expected.push_back(L"fn SetPollingIntervals => Removing Filelists for removed timers.. ");
-    for (const wchar_t* id : {L"1", L"2", L"60"}) {
+    expected.emplace_back(L"fn SetPollingIntervals => Removing Filelists for removed timers.. ");
+    for (const std::int32_t id : {1, 2, 60}) {
         for (const wchar_t* step : {L"Removing", L"Removed"}) {
-            expected.push_back(std::wstring(L"fn SetPollingIntervals => ") + step +
-                               L" file lists for timer: " + id + L".. ");
+            expected.push_back(
+                format(L"fn SetPollingIntervals => %ls file lists for timer: %d.. ", step, id));
         }
     }
     EXPECT_EQ(log.debugLines, expected);
@@ -437,7 +438,7 @@ TEST(WinFileWatcherThreads, WalksWhileListsChange) {
     rig.watcher.SetPollingIntervals({1, 10});
     rig.watcher.Start();
     for (int round = 0; round < 30; ++round) {
-        folder.write("f" + std::to_string(round), "1");
+        folder.write(std::to_string(round), "1");
         rig.watcher.AddToList({folder.path(), 1, false, 1, L"*"});
         rig.watcher.AddToList({folder.path(L"g"), 0, false, 10, {}});
         rig.watcher.SetPollingIntervals(round % 2 == 0 ? std::set<std::int32_t>{1}
