@@ -46,7 +46,8 @@ public:
                            "[File Collector]\nshort poll interval=10\nlong poll interval=1\n");
         folder_.root.write(
             "system/LocalAgent.ini",
-            "[File Collector]\nDatFile State Saving Frequency=2\n" + fileCollectorKeys);
+            // Of two keys of one name the first counts.
+            "[File Collector]\n" + fileCollectorKeys + "DatFile State Saving Frequency=2\n");
         if (settings_ != nullptr) {
             (*settings_)->reload();
         }
