@@ -68,6 +68,7 @@ run_step structure check_structure
 run_tests native -j2
 run_tests asan -j2
 GTEST_FILTER='*Threads*' run_tests tsan -j2
+run_step kills scripts/kill-test.py build/native/bin/LathwindAgent build/native/bin/Lathwind
 warm_up
 run_tests "$windows"
 run_step fuzz scripts/fuzz.sh all "$fuzz_seconds"
