@@ -19,6 +19,7 @@ case $platform in
         tool=("$project/build/native/bin/Lathwind")
         stop_signal=TERM
         product_path() { echo "C:${1//\//\\}"; }  # drive C: is the root of this system
+        agent_process() { echo "$agent_id"; }
         ;;
     windows)
         source "$project/scripts/wine-lib.sh"
@@ -29,6 +30,17 @@ case $platform in
         tool=("$project/dev" wine "$project/build/$preset/bin/Lathwind.exe")
         stop_signal=INT  # Wine makes it a Ctrl+C
         product_path() { echo "Z:${1//\//\\}"; }  # as Wine has it
+        # What was started is Wine's starter; the program is a process that it does not name.
+        agent_process() {
+            local process words
+            for process in /proc/[0-9]*; do
+                words=$(tr '\0' ' ' 2>/dev/null <"$process/cmdline") || continue
+                case $words in
+                    start.exe*) ;;
+                    *"LathwindAgent.exe -p $root "*) echo "${process#/proc/}" ;;
+                esac
+            done
+        }
         ;;
     *) die "usage: ./dev demo [tool] [windows]" ;;
 esac
@@ -194,15 +206,15 @@ failed=0 agent_id=
 
 start_agent() {
     printf '$ LathwindAgent -p %s\n' "$root"
-    "${agent[@]}" -p "$root" >>"$console" 2>&1 &
+    "${agent[@]}" -p "$root" >>"$console" 2>>"$sample/errors.txt" &
     agent_id=$!
     await 'Configuration final' 120
 }
 
 stop_agent() {
     local status=0
-    kill -s "$stop_signal" "$agent_id"
-    wait $agent_id || status=$?
+    kill -s "$stop_signal" "$(agent_process)"
+    wait "$agent_id" || status=$?
     agent_id=
     show_new
     echo "exit code $status"
@@ -210,12 +222,12 @@ stop_agent() {
 }
 
 # An agent of this script does not outlive it.
-trap '[ -z "$agent_id" ] || kill -s "$stop_signal" "$agent_id" 2>/dev/null || true' EXIT
+trap '[ -z "$agent_id" ] || kill -s "$stop_signal" "$(agent_process)" 2>/dev/null || true' EXIT
 
 run_agent() {
     local status=0
     printf '$ LathwindAgent -p %s %s\n' "$root" "$*"
-    "${agent[@]}" -p "$root" "$@" || status=$?
+    "${agent[@]}" -p "$root" "$@" 2>>"$sample/errors.txt" || status=$?
     echo "exit code $status"
 }
 
@@ -279,7 +291,8 @@ tac "$install/IDS/log/statistics/agent.log" | awk '/^====/ && ++rulers == 2 { pr
 
 say "What the agent remembers"
 printf '$ Lathwind -p %s -l %s -v\n' "$root" "$root\\rvmklog\\QVRIPSService.log"
-"${tool[@]}" -p "$root" -l "$root\\rvmklog\\QVRIPSService.log" -v || failed=1
+"${tool[@]}" -p "$root" -l "$root\\rvmklog\\QVRIPSService.log" -v 2>>"$sample/errors.txt" ||
+    failed=1
 
 say "$([ $failed -eq 0 ] && echo "Every change was reported" || echo "SOMETHING WAS NOT REPORTED")"
 exit $failed
