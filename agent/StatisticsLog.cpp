@@ -35,8 +35,7 @@ void addCount(StatisticsReport& report, int label, std::uint64_t count) {
 void addCollector(StatisticsReport& report, const CollectorFacts& collector) {
     std::wstring value = std::to_wstring(collector.events);
     if (collector.dropped != 0) {
-        value.append(L" (").append(getMessage(row::Dropped)).append(1, L' ');
-        value.append(std::to_wstring(collector.dropped)).append(1, L')');
+        appendFormat(value, L"(%ls%u)", getMessage(row::Dropped), collector.dropped);
     }
     report.addRow(getMessage(row::CollectedBy) + collector.name, value);
 }

@@ -9,6 +9,7 @@
 #include "plugins/DiffModule.h"
 #include "utils/AgentInfo.h"
 #include "utils/Logging.h"
+#include "utils/StatisticsReport.h"
 #include "utils/platform/PlatformFactory.h"
 
 namespace lathwind {
@@ -321,8 +322,8 @@ bool FileWatchSubject::GetFileParams(const std::wstring& entry, FileWatchParams*
 }
 
 std::wstring FileWatchSubject::GetStatistics() const {
-    std::wstring line = getMessage(row::EventsCollectedBy);
-    line.append(name()).append(L" ").append(std::to_wstring(eventCount()));
+    std::wstring line = StatisticsReport::paddedLabel(getMessage(row::EventsCollectedBy) + name());
+    line += std::to_wstring(eventCount());
     if (const std::uint32_t dropped = queueState().dropped; dropped != 0) {
         appendFormat(line, L"(%ls%u)", getMessage(row::EventsDropped), dropped);
     }

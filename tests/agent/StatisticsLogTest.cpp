@@ -41,7 +41,7 @@ TEST(StatisticsLog, TheReportNamesEveryLoss) {
                   L"Errors reported by Agent : 1\n"
                   L"made by the collector\n"
                   L"Events collected by Agent : 7\n"
-                  L"Events collected by Door : 8 (Events dropped: 2)\n"
+                  L"Events collected by Door : 8(Events dropped:2)\n"
                   L"Total events collected : 115\n"
                   L"File notifications dropped : 5\n"
                   L"Events submitted to Orvel queue : 104\n"

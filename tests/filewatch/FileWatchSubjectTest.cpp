@@ -184,14 +184,15 @@ TEST_F(FileWatchSubjectTest, TellsTheMonitorTheDigests) {
 }
 
 TEST_F(FileWatchSubjectTest, Statistics) {
-    EXPECT_EQ(subject_.GetStatistics(),
-              L"Events collected by File Collector 0 (Files : 0 Logs : 0 Diffs : 0  @ 0 KB RT Trig "
-              L": 0 Poll Trig : 0/0)");
+    EXPECT_EQ(
+        subject_.GetStatistics(),
+        L"Events collected by File Collector : 0 (Files : 0 Logs : 0 Diffs : 0  @ 0 KB RT Trig "
+        L": 0 Poll Trig : 0/0)");
     while (subject_.Offer(std::make_unique<IDSEvent>()) != PushResult::Full) {
     }
     subject_.Drain();
     EXPECT_TRUE(subject_.GetStatistics().starts_with(
-        L"Events collected by File Collector 5000(Events dropped:1) (Files : "));
+        L"Events collected by File Collector : 5000(Events dropped:1) (Files : "));
 }
 
 struct Recorder : EventDestination {
