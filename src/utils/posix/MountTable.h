@@ -24,7 +24,7 @@ class MountTable {
 public:
     // Lines that are none of mountinfo's are passed over.
     static MountTable fromText(std::string_view text);
-    static MountTable ofProcess();
+    static MountTable ofProcess();  // reads it; SharedMountTable does so when need be
 
     // The mount that holds an absolute path; null in an empty table.
     const Mount* holding(std::string_view path) const;

@@ -12,6 +12,7 @@
 #include "utils/posix/MountTable.h"
 #include "utils/posix/PathResolver.h"
 #include "utils/posix/Services.h"
+#include "utils/posix/SharedMountTable.h"
 
 // Drives are the folders of the drive map that exist, volumes the mounts that hold them. A volume
 // is named after its device number, "\\?\Volume{8:1}\", which `information` takes as well as a
@@ -133,6 +134,7 @@ class PosixVolumes final : public platform::Volumes {
 public:
     ErrorCode drives(std::vector<std::wstring>& roots) override {
         roots.clear();
+        mounts_.read();  // with this question a look at all volumes begins
         for (const wchar_t letter : posix::drives().letters()) {
             const std::wstring root{letter, L':', L'\\'};
             std::string folder;
@@ -150,7 +152,7 @@ public:
         if (code != error::Success) {
             return code;
         }
-        for (const std::string& point : MountTable::ofProcess().pointsBelow(folder)) {
+        for (const std::string& point : mounts_.get()->pointsBelow(folder)) {
             points.push_back(relativePoint(point));
         }
         return error::Success;
@@ -162,9 +164,9 @@ public:
         if (code != error::Success) {
             return code;
         }
-        const MountTable table = MountTable::ofProcess();
-        const Mount* mount = table.holding(folder);
-        if (mount == nullptr || (!table.isPoint(folder) && !isDriveFolder(folder))) {
+        const auto table = mounts_.get();
+        const Mount* mount = table->holding(folder);
+        if (mount == nullptr || (!table->isPoint(folder) && !isDriveFolder(folder))) {
             return error::InvalidParameter;
         }
         name = format(L"%s%u:%u}\\", kVolumePrefix, mount->major, mount->minor);
@@ -177,8 +179,8 @@ public:
         }
         std::string folder;
         const ErrorCode code = folderOf(device + L'\\', folder);
-        const MountTable table = MountTable::ofProcess();
-        const Mount* mount = table.holding(folder);
+        const auto table = mounts_.get();
+        const Mount* mount = table->holding(folder);
         if (code != error::Success || mount == nullptr) {
             return error::FileNotFound;
         }
@@ -187,18 +189,18 @@ public:
     }
 
     ErrorCode information(const std::wstring& volume, platform::VolumeInformation& facts) override {
-        const MountTable table = MountTable::ofProcess();
+        const auto table = mounts_.get();
         if (volume.starts_with(kVolumePrefix)) {
             std::uint32_t major = 0;
             std::uint32_t minor = 0;
             if (!parseVolumeName(volume, major, minor)) {
                 return error::InvalidName;
             }
-            const Mount* mount = table.ofDevice(major, minor);
+            const Mount* mount = table->ofDevice(major, minor);
             if (mount == nullptr) {
                 return error::FileNotFound;
             }
-            facts = describe(table, *mount, mount->point);
+            facts = describe(*table, *mount, mount->point);
             return error::Success;
         }
         std::string folder;
@@ -206,11 +208,11 @@ public:
         if (code != error::Success) {
             return code;
         }
-        const Mount* mount = table.holding(folder);
+        const Mount* mount = table->holding(folder);
         if (mount == nullptr) {
             return error::PathNotFound;
         }
-        facts = describe(table, *mount, folder);
+        facts = describe(*table, *mount, folder);
         return error::Success;
     }
 
@@ -219,8 +221,8 @@ public:
         if (folderOf(root, folder) != error::Success) {
             return DriveType::NoRoot;
         }
-        const MountTable table = MountTable::ofProcess();
-        const Mount* mount = table.holding(folder);
+        const auto table = mounts_.get();
+        const Mount* mount = table->holding(folder);
         if (mount == nullptr) {
             return DriveType::Unknown;
         }
@@ -234,8 +236,8 @@ public:
         if (code != error::Success) {
             return code;
         }
-        const MountTable table = MountTable::ofProcess();
-        const Mount* mount = table.holding(real);
+        const auto table = mounts_.get();
+        const Mount* mount = table->holding(real);
         const std::wstring resource = mount != nullptr ? universalNameOf(mount->source) : L"";
         if (resource.empty()) {
             return error::NotSupported;
@@ -256,8 +258,8 @@ public:
         }
         PathResolver::ofProcess().resolve(bytes);
         const std::string real = existingPart(bytes);
-        const MountTable table = MountTable::ofProcess();
-        const Mount* mount = table.holding(real);
+        const auto table = mounts_.get();
+        const Mount* mount = table->holding(real);
         const std::wstring drivePath = posix::drives().toWide(real);
         if (mount == nullptr || drivePath.empty()) {
             return error::PathNotFound;  // a link out of every drive
@@ -284,6 +286,9 @@ public:
                  std::uint64_t{facts.f_bavail} * facts.f_frsize};
         return error::Success;
     }
+
+private:
+    SharedMountTable mounts_;
 };
 
 }  // namespace

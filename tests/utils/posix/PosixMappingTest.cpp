@@ -13,6 +13,7 @@
 #include "utils/posix/ModeSddl.h"
 #include "utils/posix/MountTable.h"
 #include "utils/posix/ProcessStat.h"
+#include "utils/posix/SharedMountTable.h"
 #include "utils/posix/WellKnownSids.h"
 #include "utils/posix/Wildcard.h"
 
@@ -177,6 +178,16 @@ TEST(MountTable, TheDeepestAndLatestMountHoldsAPath) {
               (std::vector<std::string>{"mnt/net", "mnt/with blank", "proc"}));
     EXPECT_TRUE(table.pointsBelow("/mnt/net").empty());
     EXPECT_EQ(MountTable::fromText("").holding("/"), nullptr);
+}
+
+TEST(SharedMountTable, OneReadingServesManyQuestions) {
+    SharedMountTable mounts;
+    const auto now = SharedMountTable::Clock::now();
+    const auto first = mounts.get(now);
+    EXPECT_NE(first->holding("/"), nullptr);
+    EXPECT_EQ(mounts.get(now + SharedMountTable::kLongestAge / 2), first);
+    EXPECT_NE(mounts.get(now + SharedMountTable::kLongestAge), first);
+    EXPECT_NE(mounts.read(now), mounts.read(now));
 }
 
 TEST(MountTable, KindsAndNames) {
