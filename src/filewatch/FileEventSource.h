@@ -96,6 +96,8 @@ public:
     std::shared_ptr<const WatchedPathSpec> FindSpec(const std::wstring& path,
                                                     std::int32_t listId) override;
     bool IsCovered(const std::wstring& path, std::int32_t listId);
+    // Are files of the folder watched by a mask, whether the folder itself is covered or not?
+    bool LooksInto(const std::wstring& folder, std::int32_t listId);
     // Is the folder that of a virtual instance, the part of its entry behind the token included,
     // and could it not be added? In any case of letters, with or without a backslash behind it.
     bool IsExcluded(const std::wstring& directory, std::int32_t level);

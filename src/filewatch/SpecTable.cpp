@@ -256,6 +256,29 @@ SpecTable::SpecPtr SpecTable::Find(const std::wstring& path, std::int32_t listId
     return nullptr;
 }
 
+bool SpecTable::LooksInto(const std::wstring& folder, std::int32_t listId) const {
+    std::wstring directory = folder.ends_with(L'\\') ? folder : folder + L'\\';
+    const ScopedLock guard(*lock_);
+    const auto list = lists_.find(listId);
+    if (list == lists_.end()) {
+        return false;
+    }
+    for (std::int32_t level = 1; directory.size() > 1; ++level) {
+        for (auto [row, end] = list->second.rows.equal_range(directory); row != end; ++row) {
+            const WatchedPathSpec& spec = *row->second;
+            if (spec.GetDirectory() == directory && !spec.GetMask().empty() &&
+                level <= spec.GetRecursionLevel()) {
+                return true;
+            }
+        }
+        if (directory.size() < kShortestFolder) {
+            break;
+        }
+        directory.resize(parentDirectory(directory).size());
+    }
+    return false;
+}
+
 void SpecTable::Exclude(const std::wstring& folder, const std::wstring& virtualEntry,
                         std::int32_t listId) {
     const ScopedLock guard(*lock_);

@@ -53,6 +53,9 @@ public:
     // whose mask and level take it in; or else one that names the same path in another way
     // ("c:\a\..\b"). For kAnyList the lists are asked in the order of their ids.
     SpecPtr Find(const std::wstring& path, std::int32_t listId) const;
+    // Does the mask of a spec take in files of `folder`, whatever the folder's own name is? With or
+    // without a backslash behind it.
+    bool LooksInto(const std::wstring& folder, std::int32_t listId) const;
 
     // Notes a folder as an instance that a list's virtual entry could not add.
     void Exclude(const std::wstring& folder, const std::wstring& virtualEntry, std::int32_t listId);

@@ -88,6 +88,25 @@ TEST(SpecTable, FindTable) {
     EXPECT_EQ(found(table, L"c:\\q\\f.txt", 1), L"");
 }
 
+TEST(SpecTable, LooksIntoFoldersWhateverTheirNames) {
+    SpecTable table;
+    add(table, L"c:\\a\\*.log", 2, 1);
+    add(table, L"c:\\*.sys", 1, 1);
+    add(table, L"c:\\plain", 5, 1);
+    const struct {
+        const wchar_t* folder;
+        std::int32_t listId;
+        bool isLookedInto;
+    } rows[] = {
+        {L"c:\\a", 1, true},        {L"c:\\a\\", 1, true}, {L"c:\\a\\s", 1, true},
+        {L"c:\\a\\s\\t", 1, false}, {L"c:\\", 1, true},    {L"c:\\b", 1, false},
+        {L"c:\\plain", 1, false},   {L"c:\\a", 2, false},  {L"", 1, false},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(table.LooksInto(row.folder, row.listId), row.isLookedInto) << row.folder;
+    }
+}
+
 TEST(SpecTable, RemovesRowByRow) {
     SpecTable table;
     EXPECT_FALSE(table.Insert(L"c:\\a\\", spec(L"c:\\a\\*.log"), 1)) << "unknown list";

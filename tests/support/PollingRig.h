@@ -23,9 +23,14 @@ public:
     class Source : public FileEventSource {
     public:
         void cover(const std::wstring& path, std::int32_t level, std::int32_t listId) {
-            specs_[listId].push_back(std::make_shared<WatchedPathSpec>(path, level, false));
+            const auto spec = std::make_shared<WatchedPathSpec>(path, level, false);
+            Specs().AddList(listId);
+            Specs().Insert(spec->IsWildCard() ? spec->GetDirectory() : path, spec, listId);
         }
-        void uncoverAll() { specs_.clear(); }
+        void uncover(const std::wstring& path, std::int32_t listId) {
+            const WatchedPathSpec spec(path, 1, false);
+            Specs().Remove(path, &spec, listId);
+        }
 
         bool AddFileToWatch(const WatchRequest&) override { return false; }
         bool RemoveFileToWatch(const WatchRequest&) override { return false; }
@@ -35,23 +40,6 @@ public:
         void SetPollingIntervals(const std::set<std::int32_t>&) override {}
         std::uint32_t GetNotificationCount() const override { return 0; }
         std::size_t GetPolledCount() const override { return 0; }
-        // A path of its own before a mask.
-        std::shared_ptr<const WatchedPathSpec> FindSpec(const std::wstring& path,
-                                                        std::int32_t listId) override {
-            std::shared_ptr<const WatchedPathSpec> found;
-            for (const auto& spec : specs_[listId]) {
-                if (spec->GetFullPath() == path) {
-                    return spec;
-                }
-                if (found == nullptr && spec->Matches(path)) {
-                    found = spec;
-                }
-            }
-            return found;
-        }
-
-    private:
-        std::map<std::int32_t, std::vector<std::shared_ptr<const WatchedPathSpec>>> specs_;
     };
 
     class Monitor : public MonitorQueries {

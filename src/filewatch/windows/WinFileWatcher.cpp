@@ -234,8 +234,14 @@ bool WinFileWatcher::Merge(const std::wstring& path, const PollRequest& request)
 }
 
 bool WinFileWatcher::RemoveFromList(const std::wstring& path, std::int32_t listId) {
+    const std::wstring key = keyOf(path);
     const ScopedLock guard(*listLock_);
-    return Erase(keyOf(path), listId);
+    const PollList* list = FindList(listId);
+    const PollEntry* entry = list != nullptr ? list->Find(key) : nullptr;
+    if (entry != nullptr && IsFolder(key, *entry, listId) && source_.LooksInto(key, listId)) {
+        return false;
+    }
+    return Erase(key, listId);
 }
 
 bool WinFileWatcher::Erase(const std::wstring& path, std::int32_t listId) {
@@ -260,7 +266,7 @@ std::size_t WinFileWatcher::RemoveWildCardFileToWatch(const PollRequest& request
     const std::wstring folder = keyOf(request.path);
     std::size_t count = 0;
     const ScopedLock guard(*listLock_);
-    if ((!checkCoverage || !source_.IsCovered(folder, listId)) && Erase(folder, listId)) {
+    if ((!checkCoverage || !IsStillWatched(folder, true, listId)) && Erase(folder, listId)) {
         ++count;
     }
     if (!request.mask.empty()) {
@@ -269,6 +275,12 @@ std::size_t WinFileWatcher::RemoveWildCardFileToWatch(const PollRequest& request
         count += EraseBelow(spec, listId, checkCoverage);
     }
     return count;
+}
+
+// Not by its own name alone: a folder's row leads to the files in it and to the folders below.
+bool WinFileWatcher::IsStillWatched(const std::wstring& path, bool isFolder,
+                                    std::int32_t listId) const {
+    return source_.IsCovered(path, listId) || (isFolder && source_.LooksInto(path, listId));
 }
 
 // Only rows below the spec's folder can be meant, and they stand together.
@@ -285,10 +297,10 @@ std::size_t WinFileWatcher::EraseBelow(const WatchedPathSpec& spec, std::int32_t
          row != rows.end() && row->first.starts_with(folder);) {
         const auto& [path, entry] = *row;
         const std::int32_t depth = depthBelow(folder, path);
-        const bool isMeant = IsFolder(path, *entry, listId)
-                                 ? depth > 0 && depth <= spec.GetRecursionLevel()
-                                 : spec.Matches(path);
-        if (isMeant && !(checkCoverage && source_.IsCovered(path, listId))) {
+        const bool isFolder = IsFolder(path, *entry, listId);
+        const bool isMeant =
+            isFolder ? depth > 0 && depth <= spec.GetRecursionLevel() : spec.Matches(path);
+        if (isMeant && !(checkCoverage && IsStillWatched(path, isFolder, listId))) {
             debugLog(kModule, L"POLLING FileWatch removing %ls from nListID %d", path, listId);
             row = rows.erase(row);
             --polledCount_;

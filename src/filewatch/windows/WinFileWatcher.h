@@ -53,9 +53,10 @@ public:
     // False for an unknown list, and for a path that is on it: what is asked for is then added to
     // its row.
     bool AddToList(const PollRequest& request);
+    // A folder stays while a spec with a mask looks into it.
     bool RemoveFromList(const std::wstring& path, std::int32_t listId);
     // The rows of a folder and of what its mask covers; gives their number. With `checkCoverage`
-    // what something else covers stays.
+    // what something else covers stays, and a folder also where a spec with a mask looks into it.
     std::size_t RemoveWildCardFileToWatch(const PollRequest& request, bool checkCoverage);
 
     std::size_t GetPolledCount() const noexcept { return polledCount_.load(); }
@@ -76,6 +77,8 @@ private:
         REQUIRES(*listLock_);
     PollList* FindList(std::int32_t listId) REQUIRES(*listLock_);
     bool Erase(const std::wstring& path, std::int32_t listId) REQUIRES(*listLock_);
+    // Would the list lose something without the row, though its own spec has gone?
+    bool IsStillWatched(const std::wstring& path, bool isFolder, std::int32_t listId) const;
     std::size_t EraseBelow(const WatchedPathSpec& spec, std::int32_t listId, bool checkCoverage)
         REQUIRES(*listLock_);
     bool IsFolder(const std::wstring& path, const PollEntry& entry, std::int32_t listId) const;

@@ -156,6 +156,26 @@ TEST_F(WinFileEventSourceTest, RemovesWhatNothingElseCovers) {
     EXPECT_EQ(source.GetPolledCount(), 3u);
 }
 
+// The name of a folder need not match the mask that leads into it.
+TEST_F(WinFileEventSourceTest, KeepsTheFoldersThatAnotherEntryLooksInto) {
+    folder.write("a.dll", "");
+    folder.write("conf/a.xml", "");
+    folder.write("conf/sub/b.dll", "");
+    const WatchRequest deep = request(path(L"*.dll"), 5);
+    const std::set<std::wstring> rows{L"", L"a.dll", L"conf", L"conf\\sub", L"conf\\sub\\b.dll"};
+    for (const WatchRequest& other :
+         {request(path(L"conf\\*.xml"), 3), request(path(L"conf")), request(path(L"conf\\*"), 9)}) {
+        LogCapture log;
+        EXPECT_TRUE(source.AddFileToWatch(deep));
+        EXPECT_EQ(added(log), rows);
+        EXPECT_TRUE(source.AddFileToWatch(other));
+        EXPECT_TRUE(source.RemoveFileToWatch(other));
+        EXPECT_EQ(source.GetPolledCount(), rows.size()) << log.debugLines.size();
+        EXPECT_TRUE(source.RemoveFileToWatch(deep));
+        EXPECT_EQ(source.GetPolledCount(), 0u);
+    }
+}
+
 TEST_F(WinFileEventSourceTest, VirtualEntries) {
     folder.write("Web1/logs/a.log", "");
     folder.makeFolder("web2");
