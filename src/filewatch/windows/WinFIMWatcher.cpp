@@ -29,14 +29,10 @@ bool WinFIMWatcher::AddFileToWatch(const std::wstring& path, std::int32_t recurs
     if (filter == nullptr || FileIO::IsUncPath(path) || !isSame(bytes, path)) {
         return false;
     }
-    Watched entry{path, recursionLevel, monitorAccessTime};
-    {
-        const ScopedLock guard(*lock_);
-        if (watched_.contains(entry)) {
-            debugLog(kModule, L"REALTIME FileWatch AddFileToWatch: %ls already being watched",
-                     path);
-            return false;
-        }
+    const Watched entry{path, recursionLevel, monitorAccessTime};
+    if (JoinWatched(entry)) {
+        debugLog(kModule, L"REALTIME FileWatch AddFileToWatch: %ls already being watched", path);
+        return false;
     }
     try {
         const std::int32_t result =
@@ -51,7 +47,27 @@ bool WinFIMWatcher::AddFileToWatch(const std::wstring& path, std::int32_t recurs
     }
     debugLog(kModule, L"REALTIME FileWatch AddFileToWatch: %ls %d", path, recursionLevel);
     const ScopedLock guard(*lock_);
-    watched_.insert(std::move(entry));
+    ++watched_[entry];
+    return true;
+}
+
+bool WinFIMWatcher::JoinWatched(const Watched& entry) {
+    const ScopedLock guard(*lock_);
+    const auto watched = watched_.find(entry);
+    if (watched == watched_.end()) {
+        return false;
+    }
+    ++watched->second;
+    return true;
+}
+
+bool WinFIMWatcher::LeaveWatched(const Watched& entry) {
+    const ScopedLock guard(*lock_);
+    const auto watched = watched_.find(entry);
+    if (watched == watched_.end() || watched->second == 1) {
+        return false;
+    }
+    --watched->second;
     return true;
 }
 
@@ -61,6 +77,10 @@ bool WinFIMWatcher::RemoveFileToWatch(const std::wstring& path, std::int32_t rec
     const std::string bytes = narrow(path);
     if (filter == nullptr || !isSame(bytes, path)) {
         return false;
+    }
+    const Watched entry{path, recursionLevel, monitorAccessTime};
+    if (LeaveWatched(entry)) {
+        return true;
     }
     try {
         const std::int32_t result =
@@ -75,7 +95,7 @@ bool WinFIMWatcher::RemoveFileToWatch(const std::wstring& path, std::int32_t rec
     }
     debugLog(kModule, L"REALTIME FileWatch RemoveFileToWatch: %ls %d", path, recursionLevel);
     const ScopedLock guard(*lock_);
-    watched_.erase({path, recursionLevel, monitorAccessTime});
+    watched_.erase(entry);
     return true;
 }
 

@@ -250,11 +250,13 @@ bool WinFileEventSource::RemovePlain(const WatchRequest& request) {
     if (removed.remaining == 0 && !IsCovered(request.path, request.listId)) {
         polling_.RemoveFromList(request.path, request.listId);
     }
-    if (realTime_.IsActive() && !request.notRealTime) {
-        const WatchedPathSpec& watched = removed.spec != nullptr ? *removed.spec : spec;
-        realTime_.RemoveFileToWatch(request.path, 1, watched.GetMonitorAccessTime());
+    if (removed.spec == nullptr) {
+        return false;
     }
-    return removed.spec != nullptr;
+    if (realTime_.IsActive() && !request.notRealTime) {
+        realTime_.RemoveFileToWatch(request.path, 1, removed.spec->GetMonitorAccessTime());
+    }
+    return true;
 }
 
 bool WinFileEventSource::RemoveMasked(const WatchRequest& request) {
@@ -284,10 +286,12 @@ bool WinFileEventSource::RemoveVirtual(const WatchRequest& request) {
 
 bool WinFileEventSource::RemoveSpecOf(const WatchedPathSpec& spec, const WatchRequest& request) {
     const auto removed = Specs().Remove(spec.GetDirectory(), &spec, request.listId);
-    // With the level and the flag under which it was added.
-    RemoveFromWatchers(removed.spec != nullptr ? *removed.spec : spec, request.listId,
-                       request.notRealTime, removed.remaining);
-    return removed.spec != nullptr;
+    const bool isRemoved = removed.spec != nullptr;
+    // With the level and the flag under which it was added. The filter counts who asked for a path:
+    // nothing is taken back that was not asked for.
+    RemoveFromWatchers(isRemoved ? *removed.spec : spec, request.listId,
+                       request.notRealTime || !isRemoved, removed.remaining);
+    return isRemoved;
 }
 
 void WinFileEventSource::RemoveFromWatchers(const WatchedPathSpec& spec, std::int32_t listId,

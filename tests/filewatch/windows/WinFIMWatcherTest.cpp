@@ -26,6 +26,8 @@ TEST(WinFIMWatcherTest, AddsAndRemoves) {
     EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\a\\*", 2, true));
     EXPECT_FALSE(watcher.AddFileToWatch(L"c:\\a\\*", 2, true));
     EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\a\\*", 3, true));  // another spec
+    EXPECT_TRUE(watcher.RemoveFileToWatch(L"c:\\a\\*", 2, true)) << "one of two who asked";
+    EXPECT_EQ(filter.calls.size(), 2u);
     EXPECT_TRUE(watcher.RemoveFileToWatch(L"c:\\a\\*", 2, true));
     EXPECT_TRUE(watcher.AddFileToWatch(L"c:\\a\\*", 2, true));
     EXPECT_EQ(filter.calls, (std::vector<std::string>{"add c:\\a\\* 210", "add c:\\a\\* 310",
