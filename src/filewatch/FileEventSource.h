@@ -35,6 +35,8 @@ public:
     virtual bool IsIPSFilterWatchingFile(const std::wstring& path, std::int32_t listId) = 0;
     // The filter once it has started, else null. The library owns it.
     virtual IPSFilterInterface* GetStartedFilter() = 0;
+    // Are entries still being added, so that an existing path may be watched without an entity?
+    virtual bool IsConfigurationPending() const noexcept { return false; }
 };
 
 // One path to be watched, or no longer.

@@ -86,7 +86,7 @@ public:
     // force; index 1: the three log lists.
     void SetDigests(std::span<const Md5Digest> digests, std::int32_t index);
     void SetConfigurationPending(bool pending) override;
-    bool IsConfigurationPending() const noexcept { return configurationPending_.load(); }
+    bool IsConfigurationPending() const noexcept override { return configurationPending_.load(); }
 
     // What the configuration is queued through; see FileWatchInit.
     void EnQueueDeserialize();

@@ -170,6 +170,7 @@ MountManager::PendingAction MountManager::GetPendingAction(const std::wstring& p
 
     PendingAction pending;
     pending.action = known ? FileAction::Unmount : FileAction::Mount;
+    pending.mountPoint = known ? best.name : mount->GetMountPoint();
     pending.spec = specFinder_ != nullptr ? specFinder_->FindSpec(folded, listId) : nullptr;
     const std::wstring tag =
         pending.spec != nullptr ? pending.spec->GetDirectory() + pending.spec->GetMask() : L"";
@@ -183,9 +184,9 @@ MountManager::PendingAction MountManager::GetPendingAction(const std::wstring& p
         pending.alreadyReported = !state.reportedSpecs.insert(tag).second;
     }
     if (pending.action == FileAction::Unmount) {
-        state.removedNames.insert(best.name);
+        state.removedNames.insert(pending.mountPoint);
     } else {
-        state.addedNames.insert(mount->GetMountPoint());
+        state.addedNames.insert(pending.mountPoint);
     }
     return pending;
 }

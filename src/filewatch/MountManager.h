@@ -101,6 +101,7 @@ public:
         FileAction action = FileAction::None;
         std::shared_ptr<const WatchedPathSpec> spec;
         bool alreadyReported = false;
+        std::wstring mountPoint;  // which went or came
     };
 
     MountManager();

@@ -74,9 +74,11 @@ public:
             return filtered.contains(path);
         }
         IPSFilterInterface* GetStartedFilter() override { return nullptr; }
+        bool IsConfigurationPending() const noexcept override { return isPending; }
 
         std::set<std::wstring> filtered;  // what the real-time filter watches
         std::set<std::wstring> unread;    // logs with lines left
+        bool isPending = false;           // entries are being added
 
     private:
         std::map<std::pair<std::int32_t, std::wstring>, std::shared_ptr<const FileAttributes>>

@@ -4,6 +4,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "filewatch/FileAttributes.h"
 #include "filewatch/windows/PollEntry.h"
@@ -15,6 +16,11 @@ class PollDirEntry : public PollEntry {
 public:
     PollDirEntry(bool monitorAccessTime, std::int32_t recursionLevel) noexcept
         : PollEntry(monitorAccessTime), recursionLevel_(recursionLevel) {}
+    // In the place of a plain one, which keeps its turn among the full looks.
+    PollDirEntry(const PollEntry& plain, std::int32_t recursionLevel) noexcept
+        : PollEntry(plain), recursionLevel_(recursionLevel) {
+        SetStamp(0);
+    }
 
     // The number of folder levels below which its masks hold: 1 is the folder alone.
     std::int32_t GetRecursionLevel() const override { return recursionLevel_; }
@@ -36,5 +42,14 @@ private:
     std::set<std::wstring> masks_;
     std::unique_ptr<FileAttributes> snapshot_;
 };
+
+// Puts one of that level in the place of a plain one. False where it is none: nothing is done.
+inline bool MakeDirEntry(std::unique_ptr<PollEntry>& entry, std::int32_t recursionLevel) {
+    if (dynamic_cast<PollDirEntry*>(entry.get()) != nullptr) {
+        return false;
+    }
+    entry = std::make_unique<PollDirEntry>(*entry, recursionLevel);
+    return true;
+}
 
 }  // namespace lathwind

@@ -22,7 +22,6 @@ public:
 
     explicit PollEntry(bool monitorAccessTime) noexcept : monitorAccessTime_(monitorAccessTime) {}
     virtual ~PollEntry() = default;
-    PollEntry(const PollEntry&) = delete;
     PollEntry& operator=(const PollEntry&) = delete;
 
     virtual bool GetMonitorAccessTime() const { return monitorAccessTime_; }
@@ -43,16 +42,23 @@ public:
     // Found by a walk rather than put on the list by a request: the folder above leads to it again.
     bool IsFound() const noexcept { return isFound_; }
     void SetFound(bool value) noexcept { isFound_ = value; }
+    // Gone with its volume: until that is back, nothing is to be told of it.
+    bool IsAway() const noexcept { return isAway_; }
+    void SetAway(bool value) noexcept { isAway_ = value; }
     // The walks of which number the path is looked at in full.
     bool IsDue(std::uint32_t walk) const noexcept { return walk % kFullLookWalks == phase_; }
     void SetPhase(std::uint32_t number) noexcept {
         phase_ = static_cast<std::uint8_t>(number % kFullLookWalks);
     }
 
+protected:
+    PollEntry(const PollEntry&) = default;
+
 private:
     std::uint64_t stamp_ = 0;
     bool monitorAccessTime_;
     bool isFound_ = false;
+    bool isAway_ = false;
     std::uint8_t phase_ = 0;
 };
 

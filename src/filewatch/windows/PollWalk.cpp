@@ -13,10 +13,10 @@
 #include "filewatch/windows/PollWalk.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "filewatch/FileAttributes.h"
-#include "filewatch/MountManager.h"
 #include "filewatch/windows/PollDirEntry.h"
 #include "filewatch/windows/WinFileAttributes.h"
 #include "filewatch/windows/WinPathMapping.h"
@@ -46,6 +46,21 @@ std::unique_ptr<FileAttributes> takeSnapshot(const std::wstring& path,
         snapshot->Initialize();
     }
     return snapshot->Exists() ? std::move(snapshot) : nullptr;
+}
+
+// As it stands on a list: without a backslash behind it, but for a drive's own folder.
+std::wstring folderAbove(const std::wstring& path) {
+    constexpr std::size_t kDriveLength = 3;  // "c:\"
+    auto folder = splitAtLastBackslash(path).directory;
+    if (folder.size() > kDriveLength) {
+        folder.remove_suffix(1);
+    }
+    return std::wstring(folder);
+}
+
+bool isUnderAny(const std::set<std::wstring>& mountPoints, const std::wstring& path) {
+    return std::any_of(mountPoints.begin(), mountPoints.end(),
+                       [&](const std::wstring& point) { return path.starts_with(point); });
 }
 
 bool isDirectory(const std::wstring& path) {
@@ -91,9 +106,7 @@ PollWalk::PollWalk(PollList& list, std::int32_t listId, FileEventSource& source,
       walk_(list.TakeWalkNumber()) {}
 
 bool PollWalk::Run() {
-    if (mounts_ != nullptr) {
-        mounts_->RefreshMounts();
-    }
+    BeginMounts();
     Rows& rows = list_.GetRows();
     for (auto row = rows.begin(); row != rows.end();) {
         if (Visit(*row)) {
@@ -127,7 +140,7 @@ bool PollWalk::Visit(Row& row) {
             Conclude(row, sight);
             return sight.isToGo;
         }
-        if (repeats == 0) {
+        if (!IsWorthRepeating(row.first, repeats)) {
             return false;
         }
         debugLog(kModule, L"Repeating file check for file: %s because of Mount discrepency ..)",
@@ -140,7 +153,7 @@ bool PollWalk::Visit(Row& row) {
 bool PollWalk::LooksUnchanged(const Sight& sight, const Row& row) const {
     const PollEntry& entry = *row.second;
     if (sight.before == nullptr || sight.known.hasUnreadLines || entry.IsDue(walk_) ||
-        entry.GetListAgain()) {
+        entry.GetListAgain() || entry.IsAway()) {
         return false;
     }
     const bool isFolder = sight.before->IsDirectory();
@@ -155,10 +168,14 @@ PollWalk::Verdict PollWalk::Examine(Row& row, Sight& sight) {
     sight.isLocal = mounts_ != nullptr && !FileIO::IsUncPath(path);
     sight.now = takeSnapshot(path, sight.before);
     const bool exists = sight.now != nullptr;
-    if (sight.isLocal && sight.existed != exists) {
-        sight.isExplained = CheckMount(path, row.second.get(), &foundByMount_);
+    if (isFolder(sight.now.get())) {
+        BecomeFolder(row);
     }
-    if (sight.isExplained) {
+    if (IsStillAway(row, sight)) {
+        return Verdict::Done;
+    }
+    AskMounts(row, sight);
+    if (sight.isExplained && sight.existed != exists) {
         return Verdict::Done;
     }
     if (sight.existed && !exists) {
@@ -179,6 +196,50 @@ PollWalk::Verdict PollWalk::Examine(Row& row, Sight& sight) {
     return Verdict::Done;
 }
 
+// A folder has taken the place of a file. Below a folder that is watched with masks it is one of
+// its folders.
+void PollWalk::BecomeFolder(Row& row) const {
+    auto& [path, entry] = row;
+    if (!MakeDirEntry(entry, entry->GetRecursionLevel())) {
+        return;
+    }
+    const PollEntry* above = list_.Find(folderAbove(path));
+    if (above == nullptr || above->GetMasks().empty() || above->GetRecursionLevel() < 1) {
+        return;
+    }
+    entry->SetRecursionLevel(above->GetRecursionLevel() - 1);
+    for (const std::wstring& mask : above->GetMasks()) {
+        entry->AddMask(mask);
+    }
+}
+
+// Where a volume was mounted in a folder, that folder can be read when the volume has gone: it
+// alone would not say why the path is missing.
+bool PollWalk::IsStillAway(const Row& row, const Sight& sight) const {
+    const auto& [path, entry] = row;
+    return entry->IsAway() && sight.existed && sight.now == nullptr &&
+           (!isUnderAny(returned_, path) || isUnderAny(list_.GetAwayMounts(), path));
+}
+
+// What was away and is there again has come with its volume, though its last known state may have
+// outlasted the absence.
+void PollWalk::AskMounts(Row& row, Sight& sight) {
+    const auto& path = row.first;
+    const bool exists = sight.now != nullptr;
+    const bool isBack = exists && row.second->IsAway();
+    row.second->SetAway(false);
+    if (!sight.isLocal || (sight.existed == exists && !isBack)) {
+        return;
+    }
+    const auto pending = CheckMount(path, row.second.get(), &foundByMount_);
+    sight.isExplained = pending.action != FileAction::None;
+    // The best known name need not lie above the path; then its going takes nothing along.
+    if (pending.action == FileAction::Unmount && !exists && path.starts_with(pending.mountPoint)) {
+        row.second->SetAway(true);
+        list_.GetAwayMounts().insert(pending.mountPoint);
+    }
+}
+
 PollWalk::Verdict PollWalk::SeeGone(Row& row, Sight& sight) {
     if (sight.isLocal && !mounts_->HasVolumeInfo(row.first)) {
         return Verdict::MountDiscrepancy;
@@ -197,6 +258,12 @@ PollWalk::Verdict PollWalk::SeeNew(Row& row, Sight& sight) {
     if (sight.known.attributes == nullptr && !sight.now->IsDirectory() &&
         entry->GetMasks().empty() && !source_.IsCovered(path, listId_)) {
         sight.isToGo = true;
+        return Verdict::Done;
+    }
+    // An entry that is being added: its files come on the list before they get their entities.
+    // What is really new is told once all entries are there.
+    if (sight.known.attributes == nullptr && !sight.now->IsDirectory() && !entry->IsFound() &&
+        monitor_ != nullptr && monitor_->IsConfigurationPending()) {
         return Verdict::Done;
     }
     TellUnlessFiltered(row, sight, FileAction::Added);
@@ -256,29 +323,70 @@ void PollWalk::KeepSnapshot(Row& row, Sight& sight) const {
         entry->SetSnapshot(nullptr);
         return;
     }
-    if (dynamic_cast<PollDirEntry*>(entry.get()) == nullptr) {
-        // A folder has taken the place of a plain file.
-        auto folder = std::make_unique<PollDirEntry>(entry->GetMonitorAccessTime(),
-                                                     entry->GetRecursionLevel());
-        folder->SetFound(entry->IsFound());
-        folder->SetPhase(walk_);
-        entry = std::move(folder);
-    }
     entry->SetListAgain(MayChangeUnseen(*sight.now, now_));
     entry->SetStamp(sight.now->GetChangeStamp());
     entry->SetSnapshot(std::move(sight.now));
 }
 
-// True: the volume of the path came or went, which is told once for each spec. `entry` and
+// The volumes as they are now, and what is left from the walk before: the tellings that the queue
+// refused, and the paths that were away.
+void PollWalk::BeginMounts() {
+    if (mounts_ == nullptr) {
+        return;
+    }
+    mounts_->RefreshMounts();
+    auto& away = list_.GetAwayMounts();
+    for (auto point = away.begin(); point != away.end();) {
+        const auto mount = mounts_->FindMount(*point, true);
+        const bool isBack = mount != nullptr && mount->IsMediaReady();
+        const auto next = std::next(point);
+        if (isBack) {
+            returned_.insert(away.extract(point));
+        }
+        point = next;
+    }
+    const auto refused = std::exchange(list_.GetRefusedMounts(), {});
+    isAnyChanged_ |= !refused.empty();
+    for (const auto& [path, tellings] : refused) {
+        for (const auto& telling : tellings) {
+            TellMount(path, telling);
+        }
+    }
+}
+
+// A path's refused tellings stay in front of its new ones. Of a volume that comes and goes while
+// the queue is full the last time counts, so what is kept stays small.
+void PollWalk::TellMount(const std::wstring& path, const PollList::MountTelling& telling) {
+    auto& refused = list_.GetRefusedMounts();
+    if (!refused.contains(path) &&
+        reporter_.Queue(path, telling.action, listId_, telling.recursionLevel)) {
+        return;
+    }
+    auto& kept = refused[path];
+    std::erase_if(kept, [&](const auto& each) { return each.action == telling.action; });
+    kept.push_back(telling);
+}
+
+// A volume that cannot be read keeps each of its paths waiting: the first of them tries for all.
+bool PollWalk::IsWorthRepeating(const std::wstring& path, int repeats) {
+    const auto mount = mounts_->FindMount(path, false);
+    const std::wstring volume = mount != nullptr ? mount->GetMountPoint() : path.substr(0, 3);
+    if (repeats == 0) {
+        exhausted_.insert(volume);
+    }
+    return !exhausted_.contains(volume);
+}
+
+// Asks whether the volume of the path came or went, which is told once for each spec. `entry` and
 // `newRows` are null for what lies in a folder that is looked at.
-bool PollWalk::CheckMount(const std::wstring& path, const PollEntry* entry, Rows* newRows) {
-    const MountManager::PendingAction pending = mounts_->GetPendingAction(path, listId_);
+MountManager::PendingAction PollWalk::CheckMount(const std::wstring& path, const PollEntry* entry,
+                                                 Rows* newRows) {
+    MountManager::PendingAction pending = mounts_->GetPendingAction(path, listId_);
     if (pending.action == FileAction::None) {
-        return false;
+        return pending;
     }
     if (!pending.alreadyReported && pending.spec != nullptr) {
-        reporter_.Queue(pending.spec->GetFullPath(), pending.action, listId_,
-                        pending.spec->GetRecursionLevel());
+        TellMount(pending.spec->GetFullPath(), {pending.action, pending.spec->GetRecursionLevel()});
     }
     if (pending.action == FileAction::Mount && entry != nullptr && isDirectory(path)) {
         const auto items = ListNewChildren(path, *entry, entry->GetRecursionLevel());
@@ -289,7 +397,7 @@ bool PollWalk::CheckMount(const std::wstring& path, const PollEntry* entry, Rows
             ExpandDirectory(*newRows, items, path, *entry);
         }
     }
-    return true;
+    return pending;
 }
 
 // What is in the folder, `level` levels deep, and has no row: the folders, and what the masks let
@@ -397,8 +505,10 @@ LastKnownState PollWalk::AskMonitor(const std::wstring& path) const {
     return monitor_ != nullptr ? monitor_->GetAttributes(path, listId_) : LastKnownState();
 }
 
+// What the filter reports never concerns a log.
 bool PollWalk::IsFiltered(const std::wstring& path) const {
-    return monitor_ != nullptr && monitor_->IsIPSFilterWatchingFile(path, listId_);
+    return listId_ != PollList::kLogs && monitor_ != nullptr &&
+           monitor_->IsIPSFilterWatchingFile(path, listId_);
 }
 
 bool PollWalk::IsFatFolder(const std::wstring& path) const {

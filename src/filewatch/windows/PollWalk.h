@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "events/FileAction.h"
 #include "filewatch/FileEventSource.h"
+#include "filewatch/MountManager.h"
 #include "filewatch/windows/PollList.h"
 
 namespace lathwind {
@@ -69,6 +71,9 @@ private:
     bool Visit(Row& row);
     bool LooksUnchanged(const Sight& sight, const Row& row) const;
     Verdict Examine(Row& row, Sight& sight);
+    void BecomeFolder(Row& row) const;
+    void AskMounts(Row& row, Sight& sight);
+    bool IsStillAway(const Row& row, const Sight& sight) const;
     Verdict SeeGone(Row& row, Sight& sight);
     Verdict SeeNew(Row& row, Sight& sight);
     void SeeReplaced(Row& row, Sight& sight);
@@ -76,7 +81,12 @@ private:
     void Conclude(Row& row, Sight& sight);
     void KeepSnapshot(Row& row, Sight& sight) const;
 
-    bool CheckMount(const std::wstring& path, const PollEntry* entry, Rows* newRows);
+    void BeginMounts();
+    void TellMount(const std::wstring& path, const PollList::MountTelling& telling);
+    // May the path be looked at again in this walk?
+    bool IsWorthRepeating(const std::wstring& path, int repeats);
+    MountManager::PendingAction CheckMount(const std::wstring& path, const PollEntry* entry,
+                                           Rows* newRows);
     std::vector<std::wstring> ListNewChildren(const std::wstring& path, const PollEntry& entry,
                                               std::int32_t level) const;
     void ExpandDirectory(Rows& newRows, const std::vector<std::wstring>& items,
@@ -99,8 +109,10 @@ private:
     const std::int64_t now_;
     const std::uint32_t walk_;
     bool isAnyChanged_ = false;
-    Rows found_;         // new, to be told
-    Rows foundByMount_;  // new with their volume, which is told instead
+    std::set<std::wstring> returned_;   // mount points of what was away
+    std::set<std::wstring> exhausted_;  // those of paths that repeats did not help
+    Rows found_;                        // new, to be told
+    Rows foundByMount_;                 // new with their volume, which is told instead
 };
 
 }  // namespace lathwind

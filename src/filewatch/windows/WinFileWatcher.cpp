@@ -7,6 +7,7 @@
 #include "filewatch/FileAttributes.h"
 #include "filewatch/FileNotificationInfo.h"
 #include "filewatch/MountManager.h"
+#include "filewatch/windows/PollDirEntry.h"
 #include "utils/AgentInfo.h"
 #include "utils/Logging.h"
 #include "utils/Text.h"
@@ -210,17 +211,19 @@ void WinFileWatcher::LearnMount(const std::wstring& path, std::int32_t listId, b
 
 // True: there is nothing to insert, because the path is on the list, or there is no such list.
 bool WinFileWatcher::Merge(const std::wstring& path, const PollRequest& request) {
-    const PollList* list = FindList(request.listId);
+    PollList* list = FindList(request.listId);
     if (list == nullptr) {
         debugLog(kModule, L"Unknown list ID passed for %ls", path);
         return true;
     }
-    PollEntry* entry = list->Find(path);
-    if (entry == nullptr) {
+    const auto row = list->GetRows().find(path);
+    if (row == list->GetRows().end()) {
         return false;
     }
     debugLog(kModule, L"%ls not added since already in list # %d", path, request.listId);
+    auto& entry = row->second;
     if (!request.mask.empty()) {
+        MakeDirEntry(entry, request.recursionLevel);  // a plain one came first
         entry->AddMask(request.mask);
     }
     if (request.recursionLevel > entry->GetRecursionLevel()) {

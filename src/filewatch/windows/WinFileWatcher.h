@@ -35,7 +35,7 @@ struct PollRequest {
 // takes (docs/threads.md). The counts wait for nobody.
 class WinFileWatcher : public ThreadForTimers, private PollReporter {
 public:
-    static constexpr std::int32_t kLogList = 0;
+    static constexpr std::int32_t kLogList = PollList::kLogs;
     static constexpr std::int32_t kHighList = 1;
     static constexpr std::int32_t kNormalList = 2;
     static constexpr std::int32_t kSaveTimer = 3;  // paces the saving; no list has this id

@@ -228,9 +228,9 @@ TEST_F(WinFileWatcherTest, AVolumeThatLeavesDeletesNothing) {
     volumes.volumes[L"x:\\"].code = platform::error::GenFailure;
     LogCapture log;
     EXPECT_EQ(walk(), Lines{});
-    const std::wstring repeated =
-        L"Repeating file check for file: x:\\w\\a because of Mount discrepency ..)";
-    EXPECT_EQ(std::count(log.debugLines.begin(), log.debugLines.end(), repeated), 3);
+    EXPECT_EQ(log.debugLines,
+              Lines(3, L"Repeating file check for file: x:\\w because of Mount discrepency ..)"))
+        << "once for the volume";
 
     volumes.volumes[L"x:\\"].code = platform::error::NotReady;
     EXPECT_EQ(walk(), (Lines{L"Unmount x:\\w\\a", L"Unmount x:\\w\\*"})) << "once for each spec";
@@ -248,6 +248,102 @@ TEST_F(WinFileWatcherTest, AVolumeThatLeavesDeletesNothing) {
     EXPECT_EQ(walk(), Lines{L"Modified x:\\w\\d"}) << "found with its volume";
 }
 
+// A volume in a folder, which can be read when the volume has gone. What the monitor knows may
+// outlast that: of logs it always does.
+TEST_F(WinFileWatcherTest, WhatIsAwayWithItsVolumeIsNotDeleted) {
+    volumes.volumes[L"x:\\"].facts.flags = 0x80;
+    auto& points = volumes.volumes[L"x:\\"].mountPoints;
+    const std::wstring path = L"x:\\mnt\\a";
+    for (const std::int32_t list : {kList, WinFileWatcher::kLogList}) {
+        points = {L"mnt\\"};
+        disk.addFolder(L"x:\\mnt");
+        disk.write(path, "1");
+        watchFile(path, false, list);
+        EXPECT_EQ(walk(list), Lines{});
+        const auto object = disk.objects[path];
+        for (const bool isSame : {true, false}) {
+            points.clear();
+            disk.erase(path);
+            EXPECT_EQ(walk(list), Lines{L"Unmount " + path});
+            EXPECT_EQ(walk(list), Lines{});
+            EXPECT_EQ(walk(list), Lines{});
+            points = {L"mnt\\"};
+            if (isSame) {
+                disk.objects[path] = object;
+                EXPECT_EQ(walk(list), Lines{L"Mount " + path});
+                EXPECT_EQ(walk(list), Lines{});
+                continue;
+            }
+            EXPECT_EQ(walk(list), Lines{L"Mount " + path});
+            EXPECT_EQ(walk(list), Lines{L"Deleted " + path}) << "the volume came without it";
+        }
+    }
+}
+
+TEST_F(WinFileWatcherTest, RefusedMountsAreToldInTheirOrder) {
+    disk.write(L"x:\\w\\a", "1");
+    watchFile(L"x:\\w\\a");
+    WinFileWatcher::SetDirty(false);
+    rig.source.GetQueue().setLimit(0);
+    for (const bool isGone : {true, false, true}) {
+        disk.isGone = isGone;
+        volumes.volumes[L"x:\\"].code =
+            isGone ? platform::error::NotReady : platform::error::Success;
+        EXPECT_EQ(walk(), Lines{});
+        rig.monitor.refreshAll(kList);
+    }
+    WinFileWatcher::SetDirty(false);
+    rig.source.GetQueue().setLimit(1000);
+    EXPECT_EQ(walk(), (Lines{L"Mount x:\\w\\a", L"Unmount x:\\w\\a"})) << "the last of each";
+    EXPECT_TRUE(rig.marksSaving());
+    EXPECT_EQ(walk(), Lines{});
+}
+
+// The file of an entry that is being added has no entity yet; a new one is told afterwards.
+TEST_F(WinFileWatcherTest, InventsNothingWhileEntriesAreAdded) {
+    disk.write(L"x:\\w\\a", "1");
+    rig.source.cover(L"x:\\w\\a", 1, kList);
+    rig.watcher.AddToList({L"x:\\w\\a", 0, false, kList, {}});
+    rig.monitor.isPending = true;
+    EXPECT_EQ(walk(), Lines{});
+    EXPECT_EQ(rig.watcher.GetPolledCount(), 1u);
+    rig.monitor.isPending = false;
+    EXPECT_EQ(walk(), Lines{L"Added x:\\w\\a"});
+}
+
+TEST_F(WinFileWatcherTest, AFolderInThePlaceOfAFileIsWatchedLikeItsNeighbours) {
+    disk.write(L"x:\\w\\f.txt", "1");
+    watchFolder(L"x:\\w", L"*.txt", 3);
+    rig.watcher.AddToList({L"x:\\w\\f.txt", 0, false, kList, {}});
+    rig.monitor.refresh(L"x:\\w\\f.txt", kList);
+    EXPECT_EQ(walkAndLearn(), Lines{});
+    disk.erase(L"x:\\w\\f.txt");
+    disk.addFolder(L"x:\\w\\f.txt");
+    disk.addFolder(L"x:\\w\\f.txt\\s");
+    disk.write(L"x:\\w\\f.txt\\s\\1.txt", "1");
+    disk.addFolder(L"x:\\w\\f.txt\\s\\t");
+    disk.write(L"x:\\w\\f.txt\\s\\t\\2.txt", "1");  // too deep
+    EXPECT_EQ(walkAndLearn(),
+              (Lines{L"Modified x:\\w", L"Deleted x:\\w\\f.txt", L"Added x:\\w\\f.txt",
+                     L"Added x:\\w\\f.txt\\s", L"Added x:\\w\\f.txt\\s\\1.txt",
+                     L"Added x:\\w\\f.txt\\s\\t"}));
+    disk.write(L"x:\\w\\f.txt\\3.txt", "1");
+    EXPECT_EQ(walkAndLearn(), (Lines{L"Modified x:\\w\\f.txt", L"Added x:\\w\\f.txt\\3.txt"}));
+}
+
+// A plain entry and one with a mask for the same path, where there is no folder yet.
+TEST_F(WinFileWatcherTest, AMaskIsNotLostOnAPlainRow) {
+    rig.source.cover(L"x:\\n", 1, kList);
+    rig.watcher.AddToList({L"x:\\n", 0, true, kList, {}});
+    watchFolder(L"x:\\n", L"*.dll", 1);
+    EXPECT_EQ(walk(), Lines{});
+    disk.addFolder(L"x:\\n");
+    disk.write(L"x:\\n\\a.dll", "1");
+    EXPECT_EQ(walkAndLearn(), (Lines{L"Added x:\\n", L"Added x:\\n\\a.dll"}));
+    ++disk.objects[L"x:\\n\\a.dll"].facts.accessTime;
+    EXPECT_EQ(walk(), Lines{L"Modified x:\\n\\a.dll"}) << "the flag is the plain entry's";
+}
+
 TEST_F(WinFileWatcherTest, LeavesToTheFilterWhatItWatches) {
     disk.write(L"x:\\w\\a", "1");
     watchFile(L"x:\\w\\a");
@@ -261,6 +357,12 @@ TEST_F(WinFileWatcherTest, LeavesToTheFilterWhatItWatches) {
         log.hasDebug(L"x:\\w\\b added to FileWatcher but being monitored by File Filter Driver"));
     disk.erase(L"x:\\w\\a");
     EXPECT_EQ(walk(), Lines{});
+
+    disk.write(L"x:\\w\\a", "1");
+    watchFile(L"x:\\w\\a", false, WinFileWatcher::kLogList);
+    disk.write(L"x:\\w\\a", "22");
+    EXPECT_EQ(walk(WinFileWatcher::kLogList), Lines{L"Modified x:\\w\\a"})
+        << "what the filter tells never reaches a log";
 }
 
 // A log whose last pass ended at its limit is not done though its file rests.
