@@ -103,7 +103,6 @@ bool FileWatchMonitor::AddInstance(const VirtualPathSpec& spec, const FileWatchP
             DeliverAs(FileAction::Added, entity, *note);
         }
     }
-    TableOf(mapIndex).AddRow(instance, entry);
     return true;
 }
 
