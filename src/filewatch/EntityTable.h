@@ -79,15 +79,9 @@ private:
         PathEntries entries;
         LastKnownState published;  // under the small lock
     };
-    struct ByText {
-        using is_transparent = void;
-        bool operator()(const std::wstring& first, const std::wstring& second) const noexcept {
-            return first < second;
-        }
-    };
     // Its shape changes under the owner's lock and the small one together, so that either is
     // enough to go through it.
-    using Items = std::map<InternedText, Item, ByText>;
+    using Items = std::map<InternedText, Item, InternedTextLess>;
     // Where a look-up ended: the first item that is not less than the path asked for.
     using Cursor = Items::const_iterator;
 

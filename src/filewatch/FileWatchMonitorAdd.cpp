@@ -229,7 +229,9 @@ bool FileWatchMonitor::AcceptEntry(const std::wstring& entry, const FileWatchPar
 
 void FileWatchMonitor::AddMatches(AddWalk& walk, const std::wstring& directory,
                                   const std::wstring& virtualName) {
-    for (const std::wstring& path : listWatchedFiles(directory, walk.mask, walk.level)) {
+    for (std::wstring& listed : listWatchedFiles(directory, walk.mask, walk.level)) {
+        // The list shrinks while the table grows, so that both together take no more than one.
+        const std::wstring path = std::move(listed);
         if (AddEntityOf(path, walk.entry, walk.mapIndex, walk.properties, virtualName)) {
             ++walk.added;
         }

@@ -18,7 +18,9 @@ std::vector<std::wstring> asWatched(std::vector<std::wstring> paths) {
             path = MapToWatchedPath(path);
         }
     }
-    std::sort(paths.begin(), paths.end());
+    if (!std::is_sorted(paths.begin(), paths.end())) {  // folding seldom changes the order
+        std::sort(paths.begin(), paths.end());
+    }
     return paths;
 }
 

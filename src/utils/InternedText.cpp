@@ -15,9 +15,10 @@ namespace lathwind {
 namespace detail {
 
 struct TextNode {
-    explicit TextNode(std::wstring_view value) : text(value) {}
+    TextNode(std::wstring_view value, std::uint64_t valueHash) : text(value), hash(valueHash) {}
 
     const std::wstring text;
+    const std::uint64_t hash;
     mutable std::atomic<std::uint32_t> holders{0};
 };
 
@@ -27,23 +28,16 @@ namespace {
 
 using detail::TextNode;
 
-std::wstring_view textOf(const TextNode& node) noexcept {
-    return node.text;
-}
-std::wstring_view textOf(std::wstring_view text) noexcept {
-    return text;
-}
+// A text with its hash, computed once and outside the lock.
+struct HashedText {
+    explicit HashedText(std::wstring_view value) noexcept : text(value), hash(hashOf(value)) {}
 
-struct TextHash {
-    using is_transparent = void;
-    template <class T>
-    std::size_t operator()(const T& value) const noexcept {
-        return hash(textOf(value));
-    }
+    std::wstring_view text;
+    std::uint64_t hash;
 
 private:
-    // Names of files come from outside. Four UTF-16 units make a word.
-    static std::size_t hash(std::wstring_view text) noexcept {
+    // Names of files come from outside, hence the keyed hash. Four UTF-16 units make a word.
+    static std::uint64_t hashOf(std::wstring_view text) noexcept {
         constexpr std::size_t kUnitsInWord = 4;
         TableHash hash(processHashKey());
         const std::uint64_t length = text.size();
@@ -51,7 +45,7 @@ private:
             hash.add(wordOf(text.substr(0, kUnitsInWord)));
         }
         hash.add(wordOf(text) | length << 48);
-        return static_cast<std::size_t>(hash.finish());
+        return hash.finish();
     }
     static std::uint64_t wordOf(std::wstring_view units) noexcept {
         std::uint64_t word = 0;
@@ -62,21 +56,29 @@ private:
     }
 };
 
+struct TextHash {
+    using is_transparent = void;
+    template <class T>
+    std::size_t operator()(const T& value) const noexcept {
+        return static_cast<std::size_t>(value.hash);
+    }
+};
+
 struct TextEqual {
     using is_transparent = void;
     template <class First, class Second>
     bool operator()(const First& first, const Second& second) const noexcept {
-        return textOf(first) == textOf(second);
+        return first.hash == second.hash && first.text == second.text;
     }
 };
 
 class TextPool {
 public:
-    TextNode* hold(std::wstring_view text) {
+    TextNode* hold(const HashedText& text) {
         const ScopedLock guard(*lock_);
         auto found = nodes_.find(text);
         if (found == nodes_.end()) {
-            found = nodes_.emplace(text).first;
+            found = nodes_.emplace(text.text, text.hash).first;
         }
         found->holders.fetch_add(1, std::memory_order_relaxed);
         // What the set must not see change is the text, and that is const.
@@ -86,7 +88,7 @@ public:
     void dropLast(TextNode* node) noexcept {
         const ScopedLock guard(*lock_);
         if (node->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            nodes_.erase(nodes_.find(std::wstring_view(node->text)));
+            nodes_.erase(nodes_.find(*node));
         }
     }
 
@@ -109,7 +111,7 @@ TextPool& pool() {
 }  // namespace
 
 InternedText::InternedText(std::wstring_view text)
-    : node_(text.empty() ? nullptr : pool().hold(text)) {}
+    : node_(text.empty() ? nullptr : pool().hold(HashedText(text))) {}
 
 InternedText::InternedText(const InternedText& other) noexcept : node_(other.node_) {
     if (node_ != nullptr) {

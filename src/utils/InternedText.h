@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -44,6 +45,14 @@ public:
 
 private:
     detail::TextNode* node_ = nullptr;  // null for the empty text
+};
+
+// The order of the texts, for containers that are searched by text.
+struct InternedTextLess {
+    using is_transparent = void;
+    bool operator()(const std::wstring& first, const std::wstring& second) const noexcept {
+        return first < second;
+    }
 };
 
 // The number of different texts held by the process, for measurements and tests.

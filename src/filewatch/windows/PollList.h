@@ -10,15 +10,17 @@
 
 #include "events/FileAction.h"
 #include "filewatch/windows/PollEntry.h"
+#include "utils/InternedText.h"
 
 namespace lathwind {
 
 // The paths of one polling list, and which of its walks is next.
 //
-// Paths are lower case; a backslash at the end stands only behind a drive ("c:\").
+// Paths are lower case, and shared with the entities of the same path; a backslash at the end
+// stands only behind a drive ("c:\").
 class PollList {
 public:
-    using Rows = std::map<std::wstring, std::unique_ptr<PollEntry>>;
+    using Rows = std::map<InternedText, std::unique_ptr<PollEntry>, InternedTextLess>;
     static constexpr std::int32_t kLogs = 0;  // id of the list of log files
 
     // A volume's coming or going, to be told for the path of a spec.

@@ -221,7 +221,8 @@ void WinFileEventSource::PollFolder(const WatchedPathSpec& spec, std::int32_t li
         const std::int32_t depth = countLevels(folder) - countLevels(top) + 1;
         polling_.AddToList({folder, level - depth, accessTime, listId, spec.GetMask()});
     }
-    for (const std::wstring& file : listWatchedFiles(top, spec.GetMask(), level)) {
+    for (std::wstring& listed : listWatchedFiles(top, spec.GetMask(), level)) {
+        const std::wstring file = std::move(listed);  // the list shrinks while the rows grow
         if (!std::binary_search(folders.begin(), folders.end(), file)) {
             polling_.AddToList({file, 0, accessTime, listId, {}});
         }

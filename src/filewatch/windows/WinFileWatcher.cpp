@@ -297,10 +297,10 @@ std::size_t WinFileWatcher::EraseBelow(const WatchedPathSpec& spec, std::int32_t
     PollList::Rows& rows = list->GetRows();
     std::size_t count = 0;
     for (auto row = rows.lower_bound(folder);
-         row != rows.end() && row->first.starts_with(folder);) {
-        const auto& [path, entry] = *row;
+         row != rows.end() && row->first.get().starts_with(folder);) {
+        const std::wstring& path = row->first;
         const std::int32_t depth = depthBelow(folder, path);
-        const bool isFolder = IsFolder(path, *entry, listId);
+        const bool isFolder = IsFolder(path, *row->second, listId);
         const bool isMeant =
             isFolder ? depth > 0 && depth <= spec.GetRecursionLevel() : spec.Matches(path);
         if (isMeant && !(checkCoverage && IsStillWatched(path, isFolder, listId))) {
