@@ -24,7 +24,8 @@ public:
     virtual void AddLogFile(const LogFileProperties& properties, std::int32_t startOffset) = 0;
     virtual void RemoveFile(const std::wstring& path, const FileWatchParams& params,
                             std::int32_t mapIndex) = 0;
-    virtual void SetConfigurationPending(bool pending) = 0;  // any thread
+    // Any thread. False where a configuration's last item is done.
+    virtual void SetConfigurationPending(bool pending) = 0;
     virtual void UpdateAll() = 0;
     virtual void UpdateFileDiffs() = 0;
     virtual void ProcessMount(const std::wstring& path, std::int32_t processId,

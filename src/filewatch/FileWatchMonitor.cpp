@@ -6,6 +6,7 @@
 #include "filewatch/FilterEventDecoder.h"
 #include "filewatch/RealTimeFilter.h"
 #include "filewatch/WatchedFile.h"
+#include "filewatch/windows/WinFileWatcher.h"
 #include "filewatch/windows/WinMountManager.h"
 #include "plugins/FileDiffState.h"
 #include "utils/AgentInfo.h"
@@ -58,6 +59,7 @@ FileWatchMonitor::FileWatchMonitor(EventStore& events, WatchLists* lists,
     : lock_(platformFactory.createLock()),
       events_(events),
       lists_(lists),
+      configurationLock_(platformFactory.createLock()),
       mounts_(std::move(parts.mounts)),
       source_(std::move(parts.source)),
       workItems_(std::make_unique<FileWatchInit>(this)),
@@ -100,6 +102,12 @@ void FileWatchMonitor::Stop() {
     StopIPSFilter();
     stop_.store(true);
     workItems_->Stop();
+    {
+        // The items that would have ended them are gone. The flag stays: so does what was lost.
+        const ScopedLock guard(*configurationLock_);
+        openConfigurations_ = 0;
+        isQueueingConfiguration_ = false;
+    }
     Thread* thread = nullptr;
     {
         const ScopedLock guard(*lock_);
@@ -127,16 +135,27 @@ void FileWatchMonitor::SetDigests(std::span<const Md5Digest> digests, std::int32
     const ScopedLock guard(*lock_);
     const std::size_t first = index == 0 ? 0 : kFileLists;
     const std::size_t most = index == 0 ? kFileLists : digests_.size() - kFileLists;
-    std::copy_n(digests.begin(), std::min(digests.size(), most),
-                digests_.begin() + static_cast<std::ptrdiff_t>(first));
+    digests = digests.first(std::min(digests.size(), most));
+    const std::span<Md5Digest> present = std::span(digests_).subspan(first, digests.size());
+    const bool isChange = std::exchange(hasDigests_[index == 0 ? kFileIndex : kLogIndex], true) &&
+                          !std::ranges::equal(digests, present);
+    std::ranges::copy(digests, present.begin());
+    if (isChange) {
+        WinFileWatcher::SetDirty(true);  // the saved state is of lists that are not in force
+    }
     if (index == 0) {
         defaultRecursionLevel_ = settings->recursionLevel();
     }
 }
 
 void FileWatchMonitor::SetConfigurationPending(bool pending) {
-    if (configurationPending_.exchange(pending) == pending) {
-        return;
+    {
+        const ScopedLock guard(*configurationLock_);
+        const bool isOneOfSeveral =
+            !pending && openConfigurations_ != 0 && --openConfigurations_ != 0;
+        if (isOneOfSeveral || configurationPending_.exchange(pending) == pending) {
+            return;
+        }
     }
     if (pending) {
         debugLog(kModule, L"FileWatch configuration pending flag is set.");
@@ -146,28 +165,38 @@ void FileWatchMonitor::SetConfigurationPending(bool pending) {
     }
 }
 
+// At once, ahead of the first item: a state saved before that is done belongs to no list in force.
+void FileWatchMonitor::OpenConfiguration() {
+    {
+        const ScopedLock guard(*configurationLock_);
+        if (!std::exchange(isQueueingConfiguration_, true)) {
+            ++openConfigurations_;
+        }
+    }
+    SetConfigurationPending(true);
+}
+
 // Pending from here on: whatever the lists hold, nothing is final before the restore.
 void FileWatchMonitor::EnQueueDeserialize() {
     isRestorePending_.store(true);
-    SetConfigurationPending(true);
+    OpenConfiguration();
     workItems_->EnQueueDeserialize(std::wstring(watchFiles::kStateFile));
 }
 
 void FileWatchMonitor::EnQueueAdd(const std::wstring& path, const FileWatchParams& params) {
-    // At once: a state saved before the first item is done belongs to no list in force.
-    SetConfigurationPending(true);
+    OpenConfiguration();
     workItems_->EnQueueAdd(path, params);
 }
 
 void FileWatchMonitor::EnQueueAddLog(const LogFileProperties& properties,
                                      std::int32_t startOffset) {
-    SetConfigurationPending(true);
+    OpenConfiguration();
     workItems_->EnQueueAddLog(properties, startOffset);
 }
 
 void FileWatchMonitor::EnQueueRemove(const std::wstring& path, const FileWatchParams& params,
                                      std::int32_t mapIndex) {
-    SetConfigurationPending(true);
+    OpenConfiguration();
     workItems_->EnQueueRemove(path, params, mapIndex);
 }
 
@@ -179,7 +208,14 @@ void FileWatchMonitor::EnQueueUpdateFileDiffs() {
     workItems_->EnQueueUpdateFileDiffs();
 }
 
+// One that changes nothing counts too, since its item is done like any other, but sets no flag.
 void FileWatchMonitor::EnQueueFinalizeConfig() {
+    {
+        const ScopedLock guard(*configurationLock_);
+        if (!std::exchange(isQueueingConfiguration_, false)) {
+            ++openConfigurations_;
+        }
+    }
     workItems_->EnQueueFinalizeConfig();
 }
 

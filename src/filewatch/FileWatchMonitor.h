@@ -85,10 +85,16 @@ public:
     // Index 0: filewatch.ini and custfilewatch.ini, together with the default recursion level in
     // force; index 1: the three log lists.
     void SetDigests(std::span<const Md5Digest> digests, std::int32_t index);
+    // False ends one of the configurations that were queued. The last one's end is reported, and
+    // nothing is pending from then on.
     void SetConfigurationPending(bool pending) override;
     bool IsConfigurationPending() const noexcept override { return configurationPending_.load(); }
+    // Queued, and not yet done to its end.
+    bool IsRestorePending() const noexcept { return isRestorePending_.load(); }
 
-    // What the configuration is queued through; see FileWatchInit.
+    // What the configuration is queued through; see FileWatchInit. It is pending from the first
+    // item on until the item of EnQueueFinalizeConfig is done, and while others wait behind that,
+    // until the last of them is. One configuration is queued at a time.
     void EnQueueDeserialize();
     void EnQueueAdd(const std::wstring& path, const FileWatchParams& params);
     void EnQueueAddLog(const LogFileProperties& properties, std::int32_t startOffset);
@@ -311,18 +317,28 @@ private:
     // FileWatchMonitorFilter.cpp: the filter's thread, under the gate that WithInstance holds.
     void TakeFilterEvent(const IPSFilterEvent& event);
 
+    void OpenConfiguration();
+
     // FileWatchMonitorState.cpp
     class Restore;
-    void WriteState(StateFileOutput& output, bool complete);
+    // Both give whether the file holds the whole state.
+    bool Save(StateFileOutput& output);
+    bool WriteState(StateFileOutput& output);
     void WriteEntities(std::ostream& stream, std::int32_t mapIndex) REQUIRES(*lock_);
 
     const std::unique_ptr<Lock> lock_;
     EventStore& events_;
     WatchLists* const lists_;
-    std::atomic<bool> stop_{false};  // ends the wait for the configuration
-    std::atomic<bool> configurationPending_{false};
-    std::atomic<bool> isRestorePending_{false};  // queued, and not yet done to its end
+    std::atomic<bool> stop_{false};                  // ends the wait for the configuration
+    const std::unique_ptr<Lock> configurationLock_;  // held over nothing else
+    std::atomic<bool> configurationPending_{false};  // changed under that lock
+    // Configurations of which an item is queued and the last one not yet done, and whether items
+    // that are queued now belong to the newest of them.
+    std::uint32_t openConfigurations_ GUARDED_BY(*configurationLock_) = 0;
+    bool isQueueingConfiguration_ GUARDED_BY(*configurationLock_) = false;
+    std::atomic<bool> isRestorePending_{false};
     std::array<Md5Digest, watchFiles::kWatchLists.size()> digests_ GUARDED_BY(*lock_){};
+    std::array<bool, 2> hasDigests_ GUARDED_BY(*lock_){};  // for each index
     std::uint32_t defaultRecursionLevel_ GUARDED_BY(*lock_) = 0;
     std::array<EntityTable, 2> tables_ GUARDED_BY(*lock_);
     EventList pending_ GUARDED_BY(*lock_);  // filled by entities, drained at once

@@ -18,6 +18,7 @@
 #include "filewatch/FileAttributes.h"
 #include "filewatch/FileWatchMonitor.h"
 #include "filewatch/WatchedLogFile.h"
+#include "filewatch/windows/WinFileWatcher.h"
 #include "utils/FileIO.h"
 #include "utils/Logging.h"
 #include "utils/platform/PlatformFactory.h"
@@ -27,6 +28,7 @@ namespace {
 
 constexpr ModuleId kModule = ModuleId::FilewatchCollector;
 constexpr std::size_t kPathsPerStopTest = 100;
+constexpr std::int32_t kWaitForRoomMs = 50;
 constexpr std::size_t kFileDigests = 2;  // of the digests the first belong to the file lists
 constexpr wchar_t kUnexpectedError[] = L"Unexpected error";
 
@@ -46,6 +48,14 @@ bool isLocal(const WatchedEntity& entity) {
 
 void warnOf(int message, std::wstring_view text) {
     logCatalogued(Severity::Warning, kModule, message, text);
+}
+
+// For a handler of exceptions, where a message that finds no memory must not become another one.
+void tellNotSaved(std::wstring_view reason) noexcept {
+    try {
+        warnOf(row::NotSaved, reason);
+    } catch (...) {
+    }
 }
 
 // The head of a state file; empty for a file that is shorter or cannot be read.
@@ -81,8 +91,13 @@ bool isWorthKeeping() {
 
 // False if FileWatch.dat could not be moved: written over it would be lost.
 bool keepLastState() {
-    if (!isWorthKeeping() || FileIO::Move(std::wstring(watchFiles::kStateFile),
-                                          std::wstring(watchFiles::kPreviousStateFile), false)) {
+    const std::wstring state(watchFiles::kStateFile);
+    const std::wstring previous(watchFiles::kPreviousStateFile);
+    if (!isWorthKeeping() || FileIO::Move(state, previous, false)) {
+        return true;
+    }
+    FileIO::Delete(previous);  // a read-only one stands in the way of the move alone
+    if (FileIO::Move(state, previous, false)) {
         return true;
     }
     warnOf(row::NotSaved, platform::host().errorText(platform::host().lastError()));
@@ -99,45 +114,59 @@ void requireFlushed(StateFileOutput& output) {
 }  // namespace
 
 void FileWatchMonitor::Serialize() {
-    if (isRestorePending_.load()) {
-        // The entities do not know yet what changed while nobody watched. Saved now, they would
-        // take the place of the state that tells it.
-        debugLog(kModule, L"FileWatch state is not saved before the last one has been restored.");
-        return;
+    bool isWhole = false;
+    try {
+        if (isRestorePending_.load()) {
+            // The entities do not know yet what changed while nobody watched. Saved now, they would
+            // take the place of the state that tells it.
+            debugLog(kModule,
+                     L"FileWatch state is not saved before the last one has been restored.");
+        } else {
+            StateFileOutput output;
+            isWhole = keepLastState() && Save(output);
+        }
+    } catch (...) {
+        tellNotSaved(kUnexpectedError);
     }
-    const bool complete = !IsConfigurationPending();
-    if (!keepLastState()) {
-        return;
+    if (!isWhole) {
+        WinFileWatcher::SetDirty(true);  // the next save has to try again
     }
-    StateFileOutput output;
+}
+
+bool FileWatchMonitor::Save(StateFileOutput& output) {
+    bool isWhole = false;
     try {
         if (output.open(watchFiles::kStateFile)) {
-            WriteState(output, complete);
+            isWhole = WriteState(output);
         } else {
             debugLog(kModule, L"%ls could not be opened for writing", watchFiles::kStateFile);
         }
         output.close();
     } catch (const SerializeException& exception) {
         // The disk failed: the next start falls back to the .tmp.
-        warnOf(row::NotSaved, exception.message);
+        tellNotSaved(exception.message);
         output.close();
         FileIO::Delete(std::wstring(watchFiles::kStateFile));
     } catch (...) {
         // The tables themselves are in doubt. The next start is to begin anew, and say so, rather
         // than to restore from a state older than what the events have told: the status word keeps
         // it from the one file, and the other goes.
-        warnOf(row::NotSaved, kUnexpectedError);
+        tellNotSaved(kUnexpectedError);
         output.close();
         FileIO::Delete(std::wstring(watchFiles::kPreviousStateFile));
     }
+    return isWhole;
 }
 
-void FileWatchMonitor::WriteState(StateFileOutput& output, bool complete) {
+bool FileWatchMonitor::WriteState(StateFileOutput& output) {
+    bool complete = false;
     std::ostream& stream = output.stream();
     Serializable::Write(stream, FileWatchInProgressSignature);
     Serializable::Write(stream, FileWatchVersion);
     {
         const ScopedLock guard(*lock_);
+        // With the digests: those of new lists come when their configuration is pending already.
+        complete = !IsConfigurationPending();
         Serializable::Write(stream, defaultRecursionLevel_);
         for (const Md5Digest& digest : digests_) {
             Serializable::Write(stream, digest.data(), digest.size());
@@ -159,6 +188,7 @@ void FileWatchMonitor::WriteState(StateFileOutput& output, bool complete) {
                  L"FileWatch config initialization was interrupted so the file states are not "
                  L"being saved.");
     }
+    return complete;
 }
 
 // An entity without a row is one that no entry asked for by name or mask: the folder of an instance
@@ -180,6 +210,7 @@ public:
     RestoreResult Deserialize(const std::wstring& path);
     // Was it ended by a stop request, with entities left?
     bool IsCut() const noexcept { return isCut_; }
+    bool HasFoundChanges() const noexcept { return hasFoundChanges_; }
 
 private:
     // Saved objects by name, which each of them holds itself.
@@ -213,12 +244,24 @@ private:
     void EndWalk();
     // To be asked after each path of a walk.
     bool IsToEnd(std::size_t walked);
+    // The same for a walk that makes events: it lets those go first that are there. To be asked
+    // without the monitor's lock.
+    bool IsToEndWithRoom(std::size_t walked);
+
+    // How far the walks over one index have come, which go in the order of the paths.
+    struct Walked {
+        std::wstring compared;
+        std::wstring gone;
+    };
 
     FileWatchMonitor& monitor_;
     Event& stop_;
+    // Of a comparison that an exception has ended: what it told is not told again from the .tmp.
+    std::array<Walked, 2> walked_;
     // Logs that an interrupted state has given their offsets: the .tmp is older.
     std::set<std::wstring> restoredLogs_;
     bool isCut_ = false;
+    bool hasFoundChanges_ = false;
 };
 
 RestoreResult FileWatchMonitor::Deserialize(const std::wstring& path, Event& stop) {
@@ -234,6 +277,9 @@ void FileWatchMonitor::RestoreState(const std::wstring& path, Event& stop) {
         return;
     }
     isRestorePending_.store(false);
+    if (restore.HasFoundChanges()) {
+        WinFileWatcher::SetDirty(true);
+    }
     if (isRestored) {
         return;
     }
@@ -329,6 +375,7 @@ void FileWatchMonitor::Restore::RestoreEntities(std::istream& stream, bool compl
             CompareLive(mapIndex, entities, complete);
             ReportGone(mapIndex, entities);
         }
+        walked_ = {};
     } catch (const IDSException& exception) {
         warnOf(row::EntitiesNotRead, exception.message);
         throw;
@@ -341,7 +388,9 @@ void FileWatchMonitor::Restore::RestoreEntities(std::istream& stream, bool compl
 // False without any record: then the restore is over.
 bool FileWatchMonitor::Restore::ReadEntities(std::istream& stream, SavedState& saved) {
     std::size_t count = 0;
-    while (auto entity = WatchedEntity::ReadEntity(stream)) {
+    // By the version that was read already: an entity that looks for itself goes back to the head
+    // of the file, which costs more than the record.
+    while (auto entity = WatchedEntity::ReadEntityOfVersion(stream, FileWatchVersion)) {
         SavedEntities& entities = saved[entity->GetType() == kLogFile ? kLogIndex : kFileIndex];
         const auto place = entities.lower_bound(entity->GetName());
         if (place != entities.end() && (*place)->GetName() == entity->GetName()) {
@@ -361,6 +410,15 @@ bool FileWatchMonitor::Restore::IsToEnd(std::size_t walked) {
     return isCut_;
 }
 
+bool FileWatchMonitor::Restore::IsToEndWithRoom(std::size_t walked) {
+    if (walked % kPathsPerStopTest == 0) {
+        while (monitor_.events_.IsAtHighMark() &&
+               stop_.wait(kWaitForRoomMs, false) == WaitResult::TimeOut) {
+        }
+    }
+    return IsToEnd(walked);
+}
+
 // Takes out of `saved` what it has compared.
 void FileWatchMonitor::Restore::CompareLive(std::int32_t mapIndex, SavedEntities& saved,
                                             bool complete) {
@@ -371,13 +429,18 @@ void FileWatchMonitor::Restore::CompareLive(std::int32_t mapIndex, SavedEntities
         const ScopedLock guard(*monitor_.lock_);
         return monitor_.TableOf(mapIndex).GetEntityPaths();
     }();
+    std::wstring& compared = walked_[static_cast<std::size_t>(mapIndex)].compared;
     std::size_t walked = 0;
     for (const std::wstring& key : keys) {
+        if (key <= compared) {
+            continue;
+        }
+        compared = key;
         {
             const ScopedLock guard(*monitor_.lock_);
             CompareOne(key, mapIndex, saved, complete);
         }
-        if (IsToEnd(++walked)) {
+        if (IsToEndWithRoom(++walked)) {
             break;
         }
     }
@@ -423,7 +486,9 @@ void FileWatchMonitor::Restore::Compare(WatchedEntity& live, const WatchedEntity
         static_cast<WatchedLogFile&>(live).SetOffset(offset);
         debugLog(kModule, L"Setting the File Offset to %d on file: %ls", offset, live.GetName());
     }
-    live.CompareWithSaved(monitor_.pending_, saved, live.GetVirtualName());
+    if (live.CompareWithSaved(monitor_.pending_, saved, live.GetVirtualName()) != 0) {
+        hasFoundChanges_ = true;
+    }
     monitor_.Drain();
 }
 
@@ -432,13 +497,18 @@ void FileWatchMonitor::Restore::ReportGone(std::int32_t mapIndex, const SavedEnt
     if (isCut_) {
         return;
     }
+    std::wstring& gone = walked_[static_cast<std::size_t>(mapIndex)].gone;
     std::size_t walked = 0;
     for (const auto& entity : saved) {
+        if (entity->GetName() <= gone) {
+            continue;
+        }
+        gone = entity->GetName();
         {
             const ScopedLock guard(*monitor_.lock_);
             ReportIfGone(*entity, mapIndex);
         }
-        if (IsToEnd(++walked)) {
+        if (IsToEndWithRoom(++walked)) {
             break;
         }
     }
@@ -469,6 +539,7 @@ MountManager::PendingAction FileWatchMonitor::Restore::PendingActionOf(const std
 
 void FileWatchMonitor::Restore::Deliver(WatchedEntity& entity, std::int32_t mapIndex,
                                         FileAction action, const WatchedPathSpec* spec) {
+    hasFoundChanges_ = true;
     FileNotificationInfo note(entity.GetName(), action,
                               mapIndex == kLogIndex ? 0 : FileNotificationInfo::kAnyList);
     note.virtualName = entity.GetVirtualName();

@@ -29,6 +29,8 @@ public:
     virtual ~EventStore() = default;
     // The result of the checked push; a refused event is destroyed. Any thread.
     virtual PushResult Offer(std::unique_ptr<IDSEvent> event) = 0;
+    // Should whoever can wait do so before more is offered? Any thread.
+    virtual bool IsAtHighMark() const { return false; }
 };
 
 }  // namespace lathwind

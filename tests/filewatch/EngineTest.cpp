@@ -62,6 +62,36 @@ TEST(Engine, TellsWhatHappensToFilesOfEachKindOfEntry) {
     EXPECT_EQ(rig.take(), Told());
 }
 
+TEST(Engine, MakesUpForASaveThatFailed) {
+    EngineRig rig;
+    rig.writeFileList(entries(rig, {"*.txt|1|1|0"}));
+    rig.root().makeFolder("bin/FileWatch.dat");  // stands in the way
+    rig.start();
+    rig.write("a.txt", "1");
+    rig.poll(130);
+    std::filesystem::remove(rig.root().native("bin/FileWatch.dat"));
+    rig.poll(130);
+    EXPECT_EQ(rig.take(), Told{"C a.txt"});
+    rig.kill();
+    rig.start();
+    EXPECT_EQ(rig.take(), Told()) << "the later save held it";
+}
+
+// Nor do lists that have changed wait with it until a file does.
+TEST(Engine, SavesTheStateOfNewLists) {
+    EngineRig rig;
+    rig.write("a.txt", "1");
+    rig.writeFileList(entries(rig, {"*.bin|1|1|0"}));
+    rig.start();
+    rig.writeFileList(entries(rig, {"*.txt|1|1|0"}));
+    rig.reconfigure(FileWatchSubject::kFileLists);
+    rig.poll(130);
+    rig.kill();
+    rig.write("a.txt", "22");
+    rig.start();
+    EXPECT_EQ(rig.take(), Told{"M a.txt"});
+}
+
 TEST(Engine, TellsAtTheNextStartWhatChangedMeanwhile) {
     EngineRig rig;
     for (const char* name : {"kept.txt", "changed.txt", "gone.txt"}) {

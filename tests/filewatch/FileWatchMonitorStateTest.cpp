@@ -124,14 +124,20 @@ protected:
     void restore() { monitor_->RestoreState(L"FileWatch.dat", *stop_); }
     PushResult Offer(std::unique_ptr<IDSEvent> event) override {
         events_.push_back(shortForm(event->GetEventText()));
+        if (eventsToThrow_ != 0 && --eventsToThrow_ == 0) {
+            throw std::runtime_error("in the middle of a comparison");
+        }
         return PushResult::Stored;
     }
+    bool IsAtHighMark() const override { return turnsAtHighMark_ != 0 && turnsAtHighMark_-- != 0; }
     // Events since the last call.
     Lines takeEvents() { return std::exchange(events_, {}); }
 
     testing::BinaryFolder folder_;
     const std::unique_ptr<Event> stop_ = platformFactory.createEvent({});
     Lines events_;
+    int eventsToThrow_ = 0;            // the last of so many throws
+    mutable int turnsAtHighMark_ = 0;  // so often the store is found full
     TestMounts* mounts_ = nullptr;
     std::unique_ptr<FileWatchMonitor> monitor_;
 };
@@ -386,6 +392,13 @@ TEST_F(StateTest, AFailedSaveClearsUp) {
     EXPECT_EQ(state()->substr(0, 2), std::string(2, '\0'));
     EXPECT_FALSE(previous());
 
+    putState(good, "FileWatch.dat");
+    putState(good, "FileWatch.dat.tmp");
+    std::filesystem::permissions(folder_.root.native("bin/FileWatch.dat.tmp"),
+                                 std::filesystem::perms::owner_read);
+    EXPECT_EQ(messageOf({}), L"") << "somebody has made the .tmp read-only";
+    EXPECT_EQ(state(), good);
+
     // A place that cannot be written.
     putState(std::nullopt, "FileWatch.dat");
     folder_.root.makeFolder("bin/FileWatch.dat");
@@ -410,7 +423,9 @@ TEST_F(StateTest, DoesNotSaveBeforeTheRestore) {
                 watch(L"new" + std::to_wstring(i));
             }
             stop_->set();
+            turnsAtHighMark_ = -1;  // for good
             restore();
+            turnsAtHighMark_ = 0;
             takeEvents();
             stop_->reset();
         }
@@ -422,6 +437,43 @@ TEST_F(StateTest, DoesNotSaveBeforeTheRestore) {
     EXPECT_EQ(takeEvents().front(), L"Modified File a.txt");
     monitor_->Serialize();
     EXPECT_NE(state(), good);
+}
+
+// More changes than the store holds: the consumer gets the time to take them.
+TEST_F(StateTest, ARestoreWaitsForRoom) {
+    write("old", "");
+    watch(L"old");
+    monitor_->Serialize();
+    for (int i = 1; i < 100; ++i) {
+        write("new" + std::to_string(i), "");
+        watch(L"new" + std::to_wstring(i));
+    }
+    turnsAtHighMark_ = 2;
+    restore();
+    EXPECT_EQ(turnsAtHighMark_, 0);
+    EXPECT_EQ(takeEvents().size(), 99u);
+}
+
+TEST_F(StateTest, AnExceptionAmongComparisonsTellsNothingTwice) {
+    for (const char* name : {"a", "b", "gone"}) {
+        write(name, "1");
+        watch(widen(name));
+    }
+    monitor_->Serialize();
+    monitor_->Serialize();  // the .tmp is the same
+    write("a", "22");
+    write("b", "22");
+    std::filesystem::remove(folder_.root.native("log/gone"));
+    for (const int event : {1, 2, 3}) {
+        start();
+        watch(L"a");
+        watch(L"b");
+        eventsToThrow_ = event;
+        restore();
+        EXPECT_EQ(takeEvents(),
+                  (Lines{L"Modified File a", L"Modified File b", L"Deleted File gone"}))
+            << event;
+    }
 }
 
 TEST_F(StateTest, AnInterruptedStateKeepsThePlacesOfLogs) {
