@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "filewatch/EntryKind.h"
 #include "filewatch/StateFile.h"
-#include "filewatch/VirtualPath.h"
-#include "filewatch/VirtualPathSpec.h"
 #include "plugins/DiffModule.h"
 #include "utils/AgentInfo.h"
 #include "utils/Logging.h"
@@ -39,10 +38,8 @@ std::wstring join(const std::vector<RefusedEntry>& entries, RefusalReason reason
 // One message for each reason.
 void warnOf(const std::vector<RefusedEntry>& refused) {
     if (const std::wstring paths = join(refused, RefusalReason::TooLong); !paths.empty()) {
-        // The row has no room for the paths.
-        logCatalogued(Severity::Warning, kModule, row::PathsTooLong,
-                      WatchListReader::kMaxPathUnits);
-        debugLog(kModule, L"Files exceeding maximum allowed path length: %ls", paths);
+        logCataloguedList(Severity::Warning, kModule, row::PathsTooLong,
+                          WatchListReader::kMaxPathUnits, paths);
     }
     if (const std::wstring paths = join(refused, RefusalReason::Invalid); !paths.empty()) {
         logCatalogued(Severity::Warning, kModule, row::PathsInvalid, paths);
@@ -63,14 +60,7 @@ bool isWatchedTheSame(const FileWatchParams& first, const FileWatchParams& secon
 // A log entry covers the files that its mask matches in its own folder, or, if it is a virtual one,
 // in that of each instance.
 std::unique_ptr<WatchedPathSpec> specOf(const std::wstring& entry) {
-    if (PathHasVirtualTag(entry)) {
-        return std::make_unique<VirtualPathSpec>(entry, 1, false, entry);
-    }
-    return std::make_unique<WatchedPathSpec>(entry, 1, false);
-}
-
-bool hasWildcard(const std::wstring& path) {
-    return path.find_first_of(L"*?") != std::wstring::npos;
+    return kindOfEntry(entry) == EntryKind::Plain ? nullptr : makeEntrySpec(entry, 1);
 }
 
 }  // namespace
@@ -106,8 +96,14 @@ void FileWatchSubject::CreateMonitor(FileWatchMonitor::Parts parts) {
 
 void FileWatchSubject::Stop() {
     const bool wasRunning = isRunning();
-    stop_.store(true);
+    {
+        const ScopedLock guard(*lateLock_);
+        stop_.store(true);
+    }
     stopThread();
+    if (monitor_ != nullptr) {
+        monitor_->Stop();  // a thread that died has left it running
+    }
     if (wasRunning) {
         Drain();
     }
@@ -131,15 +127,20 @@ void FileWatchSubject::run() {
 // The monitor is stopped behind the store, and its last notifications have changed what will be
 // saved: their events would be missing for good.
 PushResult FileWatchSubject::Offer(std::unique_ptr<IDSEvent> event) {
+    const ScopedLock guard(*lateLock_);
     if (!stop_.load()) {
         return offer(std::move(event));
     }
-    const ScopedLock guard(*lateLock_);
     if (lateEvents_.size() >= queueState().limit) {
         return PushResult::Full;
     }
     lateEvents_.push_back(std::move(event));
     return PushResult::Stored;
+}
+
+bool FileWatchSubject::IsAtHighMark() const {
+    const QueueState state = queueState();
+    return state.count >= state.highMark;
 }
 
 std::unique_ptr<IDSEvent> FileWatchSubject::nextEvent() {
@@ -158,28 +159,48 @@ std::unique_ptr<IDSEvent> FileWatchSubject::nextEvent() {
 // Logs first: their items then stand before those of the files.
 void FileWatchSubject::LoadConfiguration() {
     const ScopedLock guard(*loadLock_);
-    LoadLogLists();
-    LoadFileLists();
-    if (!stop_.load()) {
-        SetDigests(kFileLists | kLogLists);
+    isLoaded_ = true;
+    if (monitor_ == nullptr) {
+        return;
     }
+    const WatchListReader reader(&stop_);
+    const LogWatchLists logs = reader.LoadLogLists();
+    FileWatchLists files = reader.LoadFileLists();
+    // A reading that was stopped is not applied: what it has not seen is still there.
+    if (stop_.load()) {
+        return;
+    }
+    unreadLists_.store((logs.isUnread ? kLogLists : 0) | (files.isUnread ? kFileLists : 0));
+    TakeLogLists(logs);
+    TakeFileLists(std::move(files));
+    SetDigests(kFileLists | kLogLists);
 }
 
-void FileWatchSubject::Reconfigure(std::uint32_t lists) {
+// Everything is read before anything is applied.
+bool FileWatchSubject::Reconfigure(std::uint32_t lists) {
     const ScopedLock guard(*loadLock_);
-    if ((lists & kLogLists) != 0) {
-        LoadLogLists();
+    if (!isLoaded_ || monitor_ == nullptr || monitor_->IsRestorePending()) {
+        return false;
     }
-    if ((lists & kFileLists) != 0) {
-        LoadFileLists();
+    const WatchListReader reader(&stop_);
+    const bool hasLogs = (lists & kLogLists) != 0;
+    const bool hasFiles = (lists & kFileLists) != 0;
+    const LogWatchLists logs = hasLogs ? reader.LoadLogLists() : LogWatchLists();
+    FileWatchLists files = hasFiles ? reader.LoadFileLists() : FileWatchLists();
+    if (logs.isUnread || files.isUnread || stop_.load()) {
+        return false;
     }
-    if (monitor_ == nullptr || stop_.load()) {
-        return;
+    if (hasLogs) {
+        TakeLogLists(logs);
+    }
+    if (hasFiles) {
+        TakeFileLists(std::move(files));
     }
     // Behind the lists: what they change has made the configuration pending by now, and a state
     // saved in between does not claim to belong to lists that are not in force yet.
     SetDigests(lists);
     monitor_->EnQueueFinalizeConfig();
+    return true;
 }
 
 void FileWatchSubject::SetDigests(std::uint32_t lists) {
@@ -193,15 +214,7 @@ void FileWatchSubject::SetDigests(std::uint32_t lists) {
     }
 }
 
-// A reading that was stopped is not applied: what it has not seen is still there.
-void FileWatchSubject::LoadFileLists() {
-    if (monitor_ == nullptr) {
-        return;
-    }
-    FileWatchLists lists = WatchListReader(&stop_).LoadFileLists();
-    if (stop_.load()) {
-        return;
-    }
+void FileWatchSubject::TakeFileLists(FileWatchLists lists) {
     for (const WatchListReport& report : lists.reports) {
         warnOf(report.refused);
     }
@@ -209,14 +222,7 @@ void FileWatchSubject::LoadFileLists() {
     ApplyFileLists(std::move(lists.entries), lists.diffRules);
 }
 
-void FileWatchSubject::LoadLogLists() {
-    if (monitor_ == nullptr) {
-        return;
-    }
-    const LogWatchLists lists = WatchListReader(&stop_).LoadLogLists();
-    if (stop_.load()) {
-        return;
-    }
+void FileWatchSubject::TakeLogLists(const LogWatchLists& lists) {
     std::vector<RefusedEntry> refused;
     for (const WatchListReport& report : lists.reports) {
         refused.insert(refused.end(), report.refused.begin(), report.refused.end());
@@ -243,9 +249,6 @@ void FileWatchSubject::ApplyFileLists(FileEntries entries, const std::vector<Dif
         }
         fileEntries_ = std::move(entries);
     }
-    if (!removed.empty() || !added.empty()) {
-        monitor_->SetConfigurationPending(true);
-    }
     for (const auto& [path, params] : removed) {
         monitor_->EnQueueRemove(path, params, FileWatchMonitor::kFileIndex);
         // The source's row may have been the log's as well.
@@ -266,12 +269,17 @@ void FileWatchSubject::ApplyLogLists(const LogEntries& entries) {
     };
     std::map<std::wstring, ConfiguredLog> present;
     std::map<std::wstring, ConfiguredLog> next;
+    std::vector<const ConfiguredLog*> masks;
     for (const auto& [path, properties] : entries) {
-        next[path] = {properties, specOf(path)};
+        const ConfiguredLog& log = next[path] = {properties, specOf(path)};
+        if (log.spec != nullptr) {
+            masks.push_back(&log);  // a map's elements stay where they are, also when it moves
+        }
     }
     {
         const ScopedLock guard(*lock_);
         present = std::exchange(logEntries_, std::move(next));
+        logMasks_ = std::move(masks);
     }
     std::vector<Change> changes;
     for (const auto& [path, properties] : entries) {
@@ -279,9 +287,6 @@ void FileWatchSubject::ApplyLogLists(const LogEntries& entries) {
         if (node.empty() || !(node.mapped().properties == properties)) {
             changes.push_back({&properties, !node.empty()});
         }
-    }
-    if (!changes.empty() || !present.empty()) {
-        monitor_->SetConfigurationPending(true);
     }
     for (const Change& change : changes) {
         if (change.isThere) {
@@ -295,18 +300,21 @@ void FileWatchSubject::ApplyLogLists(const LogEntries& entries) {
     }
 }
 
+// The path's own entry comes before those that cover it, which are the few to be walked.
 bool FileWatchSubject::FindLogProperties(const std::wstring& path, LogFileProperties* properties) {
-    const bool isPlain = !hasWildcard(path);
     const ScopedLock guard(*lock_);
-    for (const auto& [entry, log] : logEntries_) {
-        if (entry == path || (isPlain && log.spec->Matches(path))) {
-            if (properties != nullptr) {
-                *properties = log.properties;
-            }
-            return true;
-        }
+    const ConfiguredLog* log = nullptr;
+    if (const auto own = logEntries_.find(path); own != logEntries_.end()) {
+        log = &own->second;
+    } else if (!hasWildcard(path)) {
+        const auto mask = std::ranges::find_if(
+            logMasks_, [&path](const ConfiguredLog* each) { return each->spec->Matches(path); });
+        log = mask == logMasks_.end() ? nullptr : *mask;
     }
-    return false;
+    if (log != nullptr && properties != nullptr) {
+        *properties = log->properties;
+    }
+    return log != nullptr;
 }
 
 bool FileWatchSubject::GetFileParams(const std::wstring& entry, FileWatchParams* params) {

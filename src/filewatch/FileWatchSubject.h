@@ -43,11 +43,18 @@ public:
 
     // Reads lists anew and queues what changed. After Initialize; any thread: a reading waits for
     // the one that is under way.
-    void Reconfigure(std::uint32_t lists);
+    //
+    // False if nothing was done, and is to be asked for again: the state has not been restored yet,
+    // which belongs to the lists of the start, or one of the lists is there and cannot be read, and
+    // then what it held stays watched.
+    bool Reconfigure(std::uint32_t lists);
+    // The bits of the lists that LoadConfiguration found and could not read, once.
+    std::uint32_t TakeUnreadLists() noexcept { return unreadLists_.exchange(0); }
 
     bool FindLogProperties(const std::wstring& path, LogFileProperties* properties) override;
     bool GetFileParams(const std::wstring& entry, FileWatchParams* params) override;
     PushResult Offer(std::unique_ptr<IDSEvent> event) override;
+    bool IsAtHighMark() const override;
 
     // The collector's line of the statistics report.
     std::wstring GetStatistics() const;
@@ -57,14 +64,14 @@ protected:
     std::unique_ptr<IDSEvent> nextEvent() override;
 
 private:
-    // A log entry, and what of it covers other paths.
+    // A log entry, and what of it covers other paths: of a plain one nothing.
     struct ConfiguredLog {
         LogFileProperties properties;
         std::unique_ptr<WatchedPathSpec> spec;
     };
 
-    void LoadFileLists() REQUIRES(*loadLock_);
-    void LoadLogLists() REQUIRES(*loadLock_);
+    void TakeFileLists(FileWatchLists lists) REQUIRES(*loadLock_);
+    void TakeLogLists(const LogWatchLists& lists) REQUIRES(*loadLock_);
     void ApplyFileLists(FileEntries entries, const std::vector<DiffRule>& rules);
     void ApplyLogLists(const LogEntries& entries);
     void SetDigests(std::uint32_t lists);
@@ -73,8 +80,11 @@ private:
     const std::unique_ptr<Lock> lock_;      // of the two maps, held over nothing else
     FileEntries fileEntries_ GUARDED_BY(*lock_);
     std::map<std::wstring, ConfiguredLog> logEntries_ GUARDED_BY(*lock_);
-    std::atomic<bool> stop_{false};
-    const std::unique_ptr<Lock> lateLock_;
+    std::vector<const ConfiguredLog*> logMasks_ GUARDED_BY(*lock_);  // those with a spec
+    bool isLoaded_ GUARDED_BY(*loadLock_) = false;
+    std::atomic<std::uint32_t> unreadLists_{0};
+    const std::unique_ptr<Lock> lateLock_;  // held over the offer of an event, before the store's
+    std::atomic<bool> stop_{false};         // set under that lock
     // What the monitor's thread still made after the store had closed.
     std::deque<std::unique_ptr<IDSEvent>> lateEvents_ GUARDED_BY(*lateLock_);
     FileDiff fileDiff_;  // outlives the monitor, whose entities point into it

@@ -126,8 +126,11 @@ FileWatchLists WatchListReader::LoadFileLists() const {
     FileWatchLists lists;
     for (const std::wstring_view file :
          {watchFiles::kFileWatchList, watchFiles::kCustomFileWatchList}) {
-        if (IniFile ini; ini.load(std::wstring(file))) {
+        const std::wstring path(file);
+        if (IniFile ini; ini.load(path)) {
             ReadFileLists(ini, file, lists);
+        } else {
+            lists.isUnread = lists.isUnread || FileIO::Exists(path);
         }
     }
     return lists;
@@ -137,8 +140,11 @@ LogWatchLists WatchListReader::LoadLogLists() const {
     LogWatchLists lists;
     for (const std::wstring_view file : {watchFiles::kLogWatchList, watchFiles::kCustomLogWatchList,
                                          watchFiles::kServiceLogWatchList}) {
-        if (IniFile ini; ini.load(std::wstring(file))) {
+        const std::wstring path(file);
+        if (IniFile ini; ini.load(path)) {
             ReadLogEntries(ini, file, lists);
+        } else {
+            lists.isUnread = lists.isUnread || FileIO::Exists(path);
         }
     }
     return lists;

@@ -47,11 +47,13 @@ struct FileWatchLists {
     std::set<std::int32_t> listIds;
     std::vector<DiffRule> diffRules;
     std::vector<WatchListReport> reports;  // of the lists that have entries, in their order
+    bool isUnread = false;                 // a file is there and could not be read
 };
 
 struct LogWatchLists {
     LogEntries entries;
     std::vector<WatchListReport> reports;  // of the files that have entries, in their order
+    bool isUnread = false;                 // a file is there and could not be read
 };
 
 // Reads the watch lists (docs/formats/file-watch-lists.md, log-watch-lists.md), and does nothing

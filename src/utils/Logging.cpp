@@ -138,10 +138,10 @@ void writeDebug(ModuleId module, SourceLine where, std::wstring_view format,
 }
 
 void writeCatalogued(Severity severity, ModuleId module, int messageId,
-                     std::span<const FormatArg> args) {
-    const std::wstring row = loadRow(messageId, kRowBuffer);
+                     std::span<const FormatArg> args, std::wstring_view behind) {
+    std::wstring row = loadRow(messageId, kRowBuffer);
     if (!row.empty()) {
-        submitMessage(severity, module, formatLimited(row, args));
+        submitMessage(severity, module, formatLimited(row.append(behind), args));
     }
 }
 

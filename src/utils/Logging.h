@@ -50,8 +50,9 @@ extern std::atomic<std::uint32_t> moduleFlags[kModuleCount];
 void setDebug(ModuleId module, bool on) noexcept;
 void writeDebug(ModuleId module, SourceLine where, std::wstring_view format,
                 std::span<const FormatArg> args);
+// `behind` is the end of the row's format that the catalogue does not hold.
 void writeCatalogued(Severity severity, ModuleId module, int messageId,
-                     std::span<const FormatArg> args);
+                     std::span<const FormatArg> args, std::wstring_view behind = {});
 
 // The texts of lines, apart from where they go.
 // The row with %P and %S replaced, cut to fit a buffer of `size` units; empty for an unknown id.
@@ -109,6 +110,13 @@ void logCatalogued(Severity severity, ModuleId module, int messageId, const Args
         const FormatArg list[] = {FormatArg(args)...};
         detail::writeCatalogued(severity, module, messageId, list);
     }
+}
+
+// The same for a row that ends where a list begins: the last argument stands in lines behind it.
+template <class... Args>
+void logCataloguedList(Severity severity, ModuleId module, int messageId, const Args&... args) {
+    const FormatArg list[] = {FormatArg(args)...};
+    detail::writeCatalogued(severity, module, messageId, list, L"\n%ls");
 }
 
 // The same without formatting: a percent sign in the row stands as it is.

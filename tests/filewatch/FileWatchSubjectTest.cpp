@@ -5,6 +5,7 @@
 #include "support/BinaryFolder.h"
 #include "support/FakeEventSource.h"
 #include "support/LogCapture.h"
+#include "utils/StatisticsReport.h"
 #include "utils/Text.h"
 
 namespace lathwind {
@@ -39,7 +40,7 @@ protected:
         return items;
     }
     Lines reconfigured(std::uint32_t lists) {
-        subject_.Reconfigure(lists);
+        EXPECT_TRUE(subject_.Reconfigure(lists));
         return queued();
     }
 
@@ -110,6 +111,48 @@ TEST_F(FileWatchSubjectTest, ReconfiguresWhatDiffers) {
     EXPECT_EQ(reconfigured(0), nothing);
 }
 
+// Of two configurations in the queue the first one's end is not the second one's.
+TEST_F(FileWatchSubjectTest, IsPendingUntilTheLastConfigurationIsThrough) {
+    FileWatchMonitor& monitor = *subject_.GetMonitor();
+    subject_.LoadConfiguration();
+    for (const char* name : {"a", "b"}) {
+        writeFiles(std::string("MaxFileNumber=1\nFile0001=c:\\") + name + "\n");
+        subject_.Reconfigure(FileWatchSubject::kFileLists);
+    }
+    subject_.Reconfigure(FileWatchSubject::kLogLists);  // changes nothing
+    while (monitor.GetWorkItems().GetLength() != 0) {
+        EXPECT_TRUE(monitor.IsConfigurationPending()) << monitor.GetWorkItems().GetLength();
+        monitor.GetWorkItems().Step(0);
+    }
+    EXPECT_FALSE(monitor.IsConfigurationPending());
+}
+
+// What is watched stays so while a list cannot be read, or its state waits to be restored.
+TEST_F(FileWatchSubjectTest, AReconfigurationThatMustWaitChangesNothing) {
+    constexpr std::uint32_t kAll = FileWatchSubject::kFileLists | FileWatchSubject::kLogLists;
+    EXPECT_FALSE(subject_.Reconfigure(kAll)) << "nothing was loaded yet";
+    writeFiles("MaxFileNumber=1\nFile0001=c:\\a\n");
+    subject_.LoadConfiguration();
+    subject_.GetMonitor()->EnQueueDeserialize();
+    queued();
+    writeLogs("[File1]\nFileName=c:\\x.log\n");
+    EXPECT_FALSE(subject_.Reconfigure(kAll));
+    while (subject_.GetMonitor()->GetWorkItems().GetLength() != 0) {
+        subject_.GetMonitor()->GetWorkItems().Step(0);
+    }
+    std::filesystem::remove(folder_.root.native("system/filewatch.ini"));
+    folder_.root.makeFolder("system/filewatch.ini");  // there, and no text
+    EXPECT_FALSE(subject_.Reconfigure(kAll));
+    EXPECT_EQ(queued(), Lines());
+    EXPECT_TRUE(subject_.GetFileParams(L"c:\\a", nullptr));
+    EXPECT_EQ(subject_.TakeUnreadLists(), 0u);
+
+    subject_.LoadConfiguration();
+    EXPECT_EQ(subject_.TakeUnreadLists(), FileWatchSubject::kFileLists);
+    EXPECT_EQ(subject_.TakeUnreadLists(), 0u);
+    EXPECT_TRUE(subject_.Reconfigure(FileWatchSubject::kLogLists));
+}
+
 TEST_F(FileWatchSubjectTest, ReportsWhatItRefuses) {
     const std::string tooLong = "c:\\" + std::string(257, 'x');
     writeFiles("MaxFileNumber=9\nFile0001=" + tooLong +
@@ -118,19 +161,23 @@ TEST_F(FileWatchSubjectTest, ReportsWhatItRefuses) {
     writeLogs("[File1]\nFileName=bad.log\n[File2]\nFileName=" + tooLong + "\n");
     writeList("custlogwatch", "[Log Files]\nFiles=1\n[File1]\nFileName=worse.log\n");
     subject_.LoadConfiguration();
-    const auto warning = [](const wchar_t* text) {
+    const auto warning = [](const std::wstring& text) {
         return LogCapture::Message{Severity::Warning, text};
     };
-    const auto tooLongRow = warning(
-        L"FWC_0020: Files exceeding maximum allowed path length (260) will not be monitored:");
-    EXPECT_EQ(
-        log_.messages,
-        (std::vector<LogCapture::Message>{
-            tooLongRow,
-            warning(L"FWC_0018: Invalid path(s) will not be monitored: bad.log\nworse.log"),
-            tooLongRow, warning(L"FWC_0018: Invalid path(s) will not be monitored: no\nc:\\.."),
-            warning(L"FWC_0032: Invalid File collector rule(s) dropped. Maximum search depth "
-                    L"63 exceeded: c:\\a\nc:\\b")}));
+    const auto tooLongRow = [&](const std::wstring& paths) {
+        return warning(std::wstring(L"FWC_0020: Files exceeding maximum allowed path length (260) "
+                                    L"will not be monitored:\n")
+                           .append(paths));
+    };
+    const std::wstring path = widen(tooLong);
+    EXPECT_EQ(log_.messages,
+              (std::vector<LogCapture::Message>{
+                  tooLongRow(path),
+                  warning(L"FWC_0018: Invalid path(s) will not be monitored: bad.log\nworse.log"),
+                  tooLongRow(path + L"\n" + path + L"y"),
+                  warning(L"FWC_0018: Invalid path(s) will not be monitored: no\nc:\\.."),
+                  warning(L"FWC_0032: Invalid File collector rule(s) dropped. Maximum search depth "
+                          L"63 exceeded: c:\\a\nc:\\b")}));
     EXPECT_EQ(queued(), Lines{L"UpdateFileDiffs()"});
 }
 
@@ -139,15 +186,18 @@ TEST_F(FileWatchSubjectTest, FindsThePropertiesOfALog) {
         "[File1]\nFileName=c:\\logs\\*.log\nVirtualName=mask\n"
         "[File2]\nFileName=c:\\one.log\nVirtualName=one\n"
         "[File3]\nFileName=c:\\i\\{virtual_tag}\\x.log\nVirtualName=virtual\n");
+    writeList("custlogwatch",
+              "[Log Files]\nFiles=1\n[File1]\nFileName=c:\\logs\\own.log\nVirtualName=own\n");
     subject_.LoadConfiguration();
     const struct {
         const wchar_t* path;
         const wchar_t* name;  // null: no entry
     } rows[] = {
-        {L"c:\\one.log", L"one"},         {L"c:\\two.log", nullptr},
-        {L"c:\\logs\\a.log", L"mask"},    {L"c:\\logs\\a.txt", nullptr},
-        {L"c:\\logs\\b\\a.log", nullptr}, {L"c:\\logs\\*.log", L"mask"},
-        {L"c:\\logs\\a*.log", nullptr},   {L"c:\\i\\web\\x.log", L"virtual"},
+        {L"c:\\one.log", L"one"},           {L"c:\\two.log", nullptr},
+        {L"c:\\logs\\a.log", L"mask"},      {L"c:\\logs\\a.txt", nullptr},
+        {L"c:\\logs\\b\\a.log", nullptr},   {L"c:\\logs\\*.log", L"mask"},
+        {L"c:\\logs\\own.log", L"own"},     {L"c:\\logs\\a*.log", nullptr},
+        {L"c:\\i\\web\\x.log", L"virtual"},
     };
     for (const auto& row : rows) {
         LogFileProperties properties;
@@ -184,15 +234,17 @@ TEST_F(FileWatchSubjectTest, TellsTheMonitorTheDigests) {
 }
 
 TEST_F(FileWatchSubjectTest, Statistics) {
-    EXPECT_EQ(
-        subject_.GetStatistics(),
-        L"Events collected by File Collector : 0 (Files : 0 Logs : 0 Diffs : 0  @ 0 KB RT Trig "
-        L": 0 Poll Trig : 0/0)");
+    const auto line = [](const wchar_t* values) {
+        return StatisticsReport::paddedLabel(L"Events collected by File Collector").append(values);
+    };
+    EXPECT_EQ(subject_.GetStatistics(),
+              line(L"0 (Files : 0 Logs : 0 Diffs : 0  @ 0 KB RT Trig : 0 Poll Trig : 0/0)"));
+    EXPECT_FALSE(subject_.IsAtHighMark());
     while (subject_.Offer(std::make_unique<IDSEvent>()) != PushResult::Full) {
     }
+    EXPECT_TRUE(subject_.IsAtHighMark());
     subject_.Drain();
-    EXPECT_TRUE(subject_.GetStatistics().starts_with(
-        L"Events collected by File Collector : 5000(Events dropped:1) (Files : "));
+    EXPECT_TRUE(subject_.GetStatistics().starts_with(line(L"5000(Events dropped:1) (Files : ")));
 }
 
 struct Recorder : EventDestination {
@@ -216,7 +268,9 @@ TEST(FileWatchSubjectThreads, RunsAndStops) {
     subject.attach(recorder);
     struct Source : testing::FakeEventSource {
         void Stop() override {
-            subject->Offer(eventOf(L"late"));
+            if (isStarted) {
+                subject->Offer(eventOf(L"late"));
+            }
             FakeEventSource::Stop();
         }
         FileWatchSubject* subject = nullptr;
@@ -231,6 +285,17 @@ TEST(FileWatchSubjectThreads, RunsAndStops) {
     EXPECT_FALSE(watched.isStarted);
     EXPECT_FALSE(folder.root.exists("bin/FileWatch.dat"))
         << "stopped before the restore, there is nothing to save";
+}
+
+// The monitor does not run on when the thread that would have stopped it has died.
+TEST(FileWatchSubjectThreads, StopsTheMonitorOfADeadThread) {
+    const testing::BinaryFolder folder;
+    struct Dead : FileWatchSubject {
+        void run() override { GetMonitor()->Start(); }
+    } subject;
+    subject.Initialize({std::make_unique<testing::FakeEventSource>(), nullptr});
+    subject.Stop();
+    EXPECT_FALSE(subject.GetMonitor()->IsRunning());
 }
 
 }  // namespace
