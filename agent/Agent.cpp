@@ -149,15 +149,20 @@ std::uint32_t Agent::followConfiguration() {
     return kConfigurationMs;
 }
 
-// Before the subject has read the lists for the first time there is nothing to compare with.
+// One configuration after the other: the saved state belongs to the lists of the start, and is
+// compared with what they watch before that changes.
 std::uint32_t Agent::checkWatchLists() {
-    if (!isFileWatchStarted()) {
+    if (!configurationFacts().isFinal) {
         return kListConfirmMs;
     }
+    listChanges_.forget(subject_->TakeUnreadLists());
     if (const std::uint32_t lists = listChanges_.look(); lists != 0) {
+        if (!subject_->Reconfigure(lists)) {
+            listChanges_.forget(lists);
+            return kListConfirmMs;
+        }
         say(L"The watch lists have changed.");
         ++reconfigurations_;
-        subject_->Reconfigure(lists);
         progress_.begin(steadyMs());
     }
     return listChanges_.isUnsettled() ? kListConfirmMs : kListCheckMs;

@@ -46,7 +46,7 @@ std::uint32_t WatchListChanges::look() {
     for (std::size_t i = 0; i < kLists; ++i) {
         List& list = lists_[i];
         Content now = reader_(std::wstring(watchFiles::kWatchLists[i]));
-        if (now != list.inForce) {
+        if (now != list.inForce || !now.has_value()) {
             if (now.has_value() && now == list.last) {
                 list.inForce = now;
                 bits |= bitOf(i);
@@ -57,6 +57,14 @@ std::uint32_t WatchListChanges::look() {
         list.last = std::move(now);
     }
     return bits;
+}
+
+void WatchListChanges::forget(std::uint32_t bits) {
+    for (std::size_t i = 0; i < kLists; ++i) {
+        if ((bits & bitOf(i)) != 0) {
+            lists_[i] = {};
+        }
+    }
 }
 
 }  // namespace lathwind::agent

@@ -28,6 +28,9 @@ public:
     // Bits of FileWatchSubject::Reconfigure for the lists that have changed and are at rest; they
     // are in force from now on. 0 for none.
     std::uint32_t look();
+    // What is in force of the lists of these bits is not known: they count as changed once two
+    // looks to come agree. For lists that could not be read in the meantime.
+    void forget(std::uint32_t bits);
     // Has the last look found a difference that the next one is to confirm?
     bool isUnsettled() const noexcept { return unsettled_; }
 

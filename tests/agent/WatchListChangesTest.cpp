@@ -48,6 +48,11 @@ TEST(WatchListChanges, ADifferenceCountsWhenTwoLooksAgree) {
         EXPECT_EQ(changes.isUnsettled(), step.unsettled) << number;
         ++number;
     }
+    changes.forget(kLogs);  // nobody knows which ones are in force
+    EXPECT_EQ(changes.look(), 0u);
+    EXPECT_TRUE(changes.isUnsettled());
+    EXPECT_EQ(changes.look(), kLogs);
+    EXPECT_EQ(changes.look(), 0u);
 }
 
 TEST(WatchListChanges, ReadsTheListsOfTheBinaryFolder) {
