@@ -48,24 +48,27 @@ void StateFileInput::close() {
     stream_.close();
 }
 
-StateFileOutput::StateFileOutput() : buffer_(kBufferBytes) {
-    stream_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+StateFileOutput::StateFileOutput() : buffer_(kBufferBytes), stream_(&file_) {
+    file_.pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
 }
 
 bool StateFileOutput::open(std::wstring_view path) {
     path_ = path;
-    stream_.open(platform::files().nativePath(path_),
-                 std::ios::out | std::ios::binary | std::ios::trunc);
-    return stream_.is_open();
+    const bool isOpen = file_.open(platform::files().nativePath(path_),
+                                   std::ios::out | std::ios::binary | std::ios::trunc) != nullptr;
+    stream_.clear(isOpen ? std::ios::goodbit : std::ios::failbit);
+    return isOpen;
 }
 
 bool StateFileOutput::flush() {
-    stream_.flush();
-    return stream_.good() && platform::files().flushToDisk(path_) == platform::error::Success;
+    return stream_.good() && file_.writeOut() &&
+           platform::files().flushToDisk(path_) == platform::error::Success;
 }
 
 bool StateFileOutput::close() {
-    stream_.close();
+    if (file_.close() == nullptr) {
+        stream_.setstate(std::ios::failbit);
+    }
     return !stream_.fail();
 }
 

@@ -104,9 +104,20 @@ public:
     std::ostream& stream() { return stream_; }
 
 private:
+    // Each snapshot's record flushes its stream. Here that is not worth a call of the system: a
+    // disk that is full fails the write that finds the buffer full, or the flush at the end.
+    class File : public std::filebuf {
+    public:
+        bool writeOut() { return std::filebuf::sync() == 0; }
+
+    protected:
+        int sync() override { return 0; }
+    };
+
     std::wstring path_;
     std::vector<char> buffer_;
-    std::ofstream stream_;
+    File file_;
+    std::ostream stream_;
 };
 
 }  // namespace lathwind
