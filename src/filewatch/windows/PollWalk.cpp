@@ -224,7 +224,7 @@ bool PollWalk::IsStillAway(const Row& row, const Sight& sight) const {
 // What was away and is there again has come with its volume, though its last known state may have
 // outlasted the absence.
 void PollWalk::AskMounts(Row& row, Sight& sight) {
-    const auto& path = row.first;
+    const std::wstring& path = row.first;
     const bool exists = sight.now != nullptr;
     const bool isBack = exists && row.second->IsAway();
     row.second->SetAway(false);
