@@ -33,7 +33,9 @@ constexpr std::uint32_t kEventsLimit = 500;
 constexpr char kFinal[] = "FWC_0033";
 constexpr char kEventsLost[] = "FWC_0008";
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+#if defined(_WIN32)  // an event's set and reset are calls to another process under Wine
+constexpr std::uint32_t kNotifications = 20'000;
+#elif defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
 constexpr std::uint32_t kNotifications = 100'000;
 #else
 constexpr std::uint32_t kNotifications = 1'000'000;
@@ -242,11 +244,11 @@ protected:
                   watched("a.*") + "\nType=txt\n");
     }
 
-    // Until it is told to end: work whenever the engine has told something.
-    void atEachEvent(const std::function<void()>& work) {
-        int seen = 0;
-        while (listener.waitForEvents(seen + 1)) {
-            seen = listener.countOfEvents();
+    // Until it is told to end: work once for each new file that was told. So nobody outruns the
+    // engine, whatever the machine.
+    void atEachFile(const std::function<void()>& work) {
+        for (int number = lastNumber.load() + 1;
+             listener.waitFor("C n" + std::to_string(number) + ".txt"); ++number) {
             work();
         }
     }
@@ -350,9 +352,9 @@ TEST_F(EngineThreads, EverythingAtOnceAndStoppedInTheMiddle) {
         start();
         Workers workers(listener);
         workers.start([this] { changeFiles(); });
-        workers.start([this] { atEachEvent([this] { tellByFilter(); }); });
-        workers.start([this] { atEachEvent([this] { askForStatistics(); }); });
-        workers.start([this] { atEachEvent([this] { reconfigure(); }); });
+        workers.start([this] { atEachFile([this] { tellByFilter(); }); });
+        workers.start([this] { atEachFile([this] { askForStatistics(); }); });
+        workers.start([this] { atEachFile([this] { reconfigure(); }); });
         const int last = lastNumber.load() + kFilesOfRound;
         EXPECT_TRUE(listener.waitFor("C n" + std::to_string(last) + ".txt"));
         subject->Stop();
@@ -380,8 +382,8 @@ TEST_F(EngineThreads, TellsEverythingOnce) {
         start();
         Workers workers(listener);
         workers.start([this] { changeFiles(); });
-        workers.start([this] { atEachEvent([this] { tellByFilter(); }); });
-        workers.start([this] { atEachEvent([this] { askForStatistics(); }); });
+        workers.start([this] { atEachFile([this] { tellByFilter(); }); });
+        workers.start([this] { atEachFile([this] { askForStatistics(); }); });
         const int last = lastNumber.load() + kFilesOfRound;
         EXPECT_TRUE(listener.waitFor("C n" + std::to_string(last) + ".txt"));
         subject->Stop();
@@ -423,7 +425,7 @@ TEST_F(EngineThreads, ASlowConsumerCostsEventsAndNothingElse) {
         platform.gate.open(false);
         push(filterEvent::Created, L"gate.txt");
         platform.gate.waitForArrival(++arrivals);
-        push(filterEvent::Accessed, L"a.txt:s", count);
+        push(filterEvent::Accessed, L"a.txt:s" + std::to_wstring(count) + L"-", count);
         control.Drain();
         lostNotifications += count - limit;
         EXPECT_EQ(queue.state().count, limit);
