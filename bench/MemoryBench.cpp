@@ -75,9 +75,10 @@ bool measure(const fs::path& root, int files) {
         bench::secondsOf([&] { monitor.AddFile(watchedPath(root) + L"\\*.txt", params, *stop); });
     const std::uint64_t grown = residentBytes() - before;
     const double each = static_cast<double>(grown - units * sizeof(wchar_t)) / files;
-    std::printf("%d watched files: %.0f bytes each beside its path of %.0f units, ratio to the "
-                "goal %.2f; added in %.2f s\n",
-                files, each, static_cast<double>(units) / files, each / kGoal, seconds);
+    std::printf(
+        "%d watched files: %.0f bytes each beside its path of %.0f units, ratio to the "
+        "goal %.2f; added in %.2f s\n",
+        files, each, static_cast<double>(units) / files, each / kGoal, seconds);
     return monitor.GetWatchedFileCount() == static_cast<std::uint32_t>(files);
 }
 
