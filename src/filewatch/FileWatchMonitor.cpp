@@ -137,8 +137,10 @@ void FileWatchMonitor::SetDigests(std::span<const Md5Digest> digests, std::int32
     const std::size_t most = index == 0 ? kFileLists : digests_.size() - kFileLists;
     digests = digests.first(std::min(digests.size(), most));
     const std::span<Md5Digest> present = std::span(digests_).subspan(first, digests.size());
-    const bool isChange = std::exchange(hasDigests_[index == 0 ? kFileIndex : kLogIndex], true) &&
-                          !std::ranges::equal(digests, present);
+    const bool isChange =
+        std::exchange(hasDigests_[static_cast<std::size_t>(index == 0 ? kFileIndex : kLogIndex)],
+                      true) &&
+        !std::ranges::equal(digests, present);
     std::ranges::copy(digests, present.begin());
     if (isChange) {
         WinFileWatcher::SetDirty(true);  // the saved state is of lists that are not in force

@@ -391,7 +391,8 @@ bool FileWatchMonitor::Restore::ReadEntities(std::istream& stream, SavedState& s
     // By the version that was read already: an entity that looks for itself goes back to the head
     // of the file, which costs more than the record.
     while (auto entity = WatchedEntity::ReadEntityOfVersion(stream, FileWatchVersion)) {
-        SavedEntities& entities = saved[entity->GetType() == kLogFile ? kLogIndex : kFileIndex];
+        SavedEntities& entities =
+            saved[entity->GetType() == kLogFile ? std::size_t{kLogIndex} : std::size_t{kFileIndex}];
         const auto place = entities.lower_bound(entity->GetName());
         if (place != entities.end() && (*place)->GetName() == entity->GetName()) {
             debugLog(kModule, L"Deserialize duplicate WatchedEntities: %ls", entity->GetName());
