@@ -393,7 +393,9 @@ bool FileWatchMonitor::Restore::ReadEntities(std::istream& stream, SavedState& s
     while (auto entity = WatchedEntity::ReadEntityOfVersion(stream, FileWatchVersion)) {
         SavedEntities& entities =
             saved[entity->GetType() == kLogFile ? std::size_t{kLogIndex} : std::size_t{kFileIndex}];
-        const auto place = entities.lower_bound(entity->GetName());
+        const bool isLast =
+            !entities.empty() && (*entities.rbegin())->GetName() < entity->GetName();
+        const auto place = isLast ? entities.end() : entities.lower_bound(entity->GetName());
         if (place != entities.end() && (*place)->GetName() == entity->GetName()) {
             debugLog(kModule, L"Deserialize duplicate WatchedEntities: %ls", entity->GetName());
         } else {
@@ -457,7 +459,9 @@ void FileWatchMonitor::Restore::CompareOne(const std::wstring& key, std::int32_t
                  L"%ls was unexpectedly removed from watched entity list during deserialize.", key);
         return;
     }
-    const auto found = saved.find(live->GetName());
+    // As a rule it is the first one left: both are walked in the order of the names.
+    const bool isFirst = !saved.empty() && (*saved.begin())->GetName() == live->GetName();
+    const auto found = isFirst ? saved.begin() : saved.find(live->GetName());
     if (restoredLogs_.contains(key)) {
         if (found != saved.end()) {
             saved.erase(found);

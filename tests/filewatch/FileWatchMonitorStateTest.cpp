@@ -202,6 +202,25 @@ TEST_F(StateTest, WritesWhatTheToolReads) {
     EXPECT_EQ(previous(), first);
 }
 
+TEST_F(StateTest, ReadsWhatTheToolWrites) {
+    std::ifstream golden(LATHWIND_TEST_DATA "/golden/v12/FileWatch.dat", std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(golden), {}};
+    ASSERT_GT(bytes.size(), kFrameBytes);
+    bytes[4] = 2;  // the default recursion level here
+    std::vector<Md5Digest> digests(5);
+    for (std::size_t list = 0; list < digests.size(); ++list) {
+        std::copy_n(bytes.begin() + 8 + static_cast<std::ptrdiff_t>(16 * list), 16,
+                    digests[list].begin());
+    }
+    monitor_->SetDigests(std::span(digests).first(2), 0);
+    monitor_->SetDigests(std::span(digests).subspan(2), 1);
+    putState(bytes, "FileWatch.dat");
+    EXPECT_EQ(monitor_->Deserialize(L"FileWatch.dat", *stop_), Restored);
+    // Nobody watches here what was there when the file was made.
+    EXPECT_EQ(takeEvents(),
+              (Lines{L"Deleted File one.txt", L"Deleted File three.ini", L"Deleted File two.bin"}));
+}
+
 TEST_F(StateTest, SavesNothingOfARemovableDrive) {
     testing::FakeVolumes volumes;
     volumes.volumes[L"c:\\"].type = platform::DriveType::Removable;

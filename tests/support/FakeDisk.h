@@ -139,6 +139,7 @@ public:
     ErrorCode resize(const std::wstring& path, std::uint64_t size) override {
         return real_.resize(path, size);
     }
+    ErrorCode flushToDisk(const std::wstring& path) override { return real_.flushToDisk(path); }
     ErrorCode setAttributes(const std::wstring& path, std::uint32_t attributes) override {
         return isMine(path) ? FakeFiles::setAttributes(path, attributes)
                             : real_.setAttributes(path, attributes);
