@@ -89,8 +89,9 @@ std::wstring parseEntry(std::wstring_view text, FileWatchParams& params) {
     if (params.recursionLevel == 0) {
         params.recursionLevel = defaultRecursionLevel();
     }
-    params.checksum = fields[2] == L"1";
-    params.monitorAccessTime = fields[3] == L"1";
+    const AgentInfoRef settings;
+    params.checksum = fields[2] == L"1" || settings->watchedFilesChecksum();
+    params.monitorAccessTime = fields[3] == L"1" || settings->monitorLastAccessTime();
     return std::wstring(fields[0]);
 }
 

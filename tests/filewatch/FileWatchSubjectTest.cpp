@@ -5,6 +5,7 @@
 #include "support/BinaryFolder.h"
 #include "support/FakeEventSource.h"
 #include "support/LogCapture.h"
+#include "utils/AgentInfo.h"
 #include "utils/StatisticsReport.h"
 #include "utils/Text.h"
 
@@ -245,6 +246,26 @@ TEST_F(FileWatchSubjectTest, Statistics) {
     EXPECT_TRUE(subject_.IsAtHighMark());
     subject_.Drain();
     EXPECT_TRUE(subject_.GetStatistics().starts_with(line(L"5000(Events dropped:1) (Files : ")));
+}
+
+// An entry has what it says, and what the settings give to all.
+TEST_F(FileWatchSubjectTest, SettingsSwitchFlagsOn) {
+    writeFiles("MaxFileNumber=2\nFile0001=c:\\a\nFile0002=c:\\b|2|1|1\n");
+    const AgentInfoRef settings;
+    const auto flags = [&](const wchar_t* path) {
+        FileWatchParams params;
+        subject_.GetFileParams(path, &params);
+        return std::pair(params.checksum, params.monitorAccessTime);
+    };
+    for (const bool isOn : {false, true}) {
+        const std::string value = isOn ? "1\n" : "0\n";
+        writeList("agent", "[File Collector]\nEnable Watched Files Checksum=" + value +
+                               "Monitor Last Access Time=" + value);
+        settings->reload();
+        subject_.Reconfigure(FileWatchSubject::kFileLists);
+        EXPECT_EQ(flags(L"c:\\a"), std::pair(isOn, isOn));
+        EXPECT_EQ(flags(L"c:\\b"), std::pair(true, true));
+    }
 }
 
 struct Recorder : EventDestination {
