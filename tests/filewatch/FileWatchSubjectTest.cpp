@@ -251,6 +251,7 @@ TEST_F(FileWatchSubjectTest, Statistics) {
 // An entry has what it says, and what the settings give to all.
 TEST_F(FileWatchSubjectTest, SettingsSwitchFlagsOn) {
     writeFiles("MaxFileNumber=2\nFile0001=c:\\a\nFile0002=c:\\b|2|1|1\n");
+    subject_.LoadConfiguration();
     const AgentInfoRef settings;
     const auto flags = [&](const wchar_t* path) {
         FileWatchParams params;

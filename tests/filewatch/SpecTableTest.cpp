@@ -2,6 +2,7 @@
 
 #include "filewatch/SpecTable.h"
 #include "filewatch/VirtualPathSpec.h"
+#include "utils/Text.h"
 #include "utils/platform/PlatformFactory.h"
 
 namespace lathwind {
@@ -43,7 +44,7 @@ TEST(SpecTable, FullPathForms) {
     }
     std::wstring current;
     platform::files().currentDirectory(current);
-    EXPECT_EQ(fullPathForm(L".\\x"), fullPathForm(current + L"\\x"));
+    EXPECT_EQ(fullPathForm(L".\\x"), fullPathForm(toLower(current) + L"\\x"));
     EXPECT_EQ(fullPathForm(L"c:\\" + std::wstring(256, L'x')).size(), 259u);
     EXPECT_EQ(fullPathForm(L"c:\\" + std::wstring(257, L'x')), L"");
 }
