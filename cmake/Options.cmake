@@ -1,11 +1,14 @@
 option(LATHWIND_TESTS "Build the tests" ON)
 option(LATHWIND_BENCH "Build the benchmarks (native only)" OFF)
 option(LATHWIND_FUZZ "Build the fuzz targets (clang only)" OFF)
+option(LATHWIND_PCH "Precompile the standard headers" ON)
 set(LATHWIND_SANITIZE "" CACHE STRING "Sanitizers, comma-separated, as -fsanitize takes them")
 
 find_program(LATHWIND_CCACHE ccache)
 if(LATHWIND_CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${LATHWIND_CCACHE})
+  # Without these it would not cache what uses a precompiled header.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+    CCACHE_SLOPPINESS=pch_defines,time_macros ${LATHWIND_CCACHE})
 endif()
 
 # Flags of everything that is ours, linked as a usage requirement; GoogleTest keeps its own.
