@@ -84,19 +84,24 @@ std::vector<platform::DirectoryEntry> entriesOf(const std::wstring& folder) {
     return entries;
 }
 
-// Adds the entries of one folder that match. The system also matches a
-// name's short alias, hence the second test.
+// Adds the entries of one folder that match, by name. The system also matches a name's short alias,
+// hence the second test.
 void collectMatches(std::vector<std::wstring>& list, const std::wstring& folder,
                     const std::wstring& pattern, bool skipDots) {
     const std::wstring prefix = withBackslash(folder);
+    std::vector<std::wstring> names;
     platform::files().enumerate(prefix + pattern, [&](const platform::DirectoryEntry& entry) {
         const bool aliasOnly = entry.name.find(L'.') != std::wstring::npos &&
                                !FileIO::MatchesMask(entry.name, pattern, false);
         if (!aliasOnly && !(skipDots && isDots(entry.name))) {
-            list.push_back(prefix + entry.name);
+            names.push_back(entry.name);
         }
         return true;
     });
+    std::sort(names.begin(), names.end());
+    for (const std::wstring& name : names) {
+        list.push_back(prefix + name);
+    }
 }
 
 }  // namespace
@@ -264,7 +269,9 @@ void FileIO::ListFiles(std::vector<std::wstring>& list, const std::wstring& fold
     for (const std::wstring& each : folders) {
         collectMatches(list, each, pattern, skipDots);
     }
-    std::sort(list.begin(), list.end());
+    if (!std::is_sorted(list.begin(), list.end())) {  // as a rule they are, folder by folder
+        std::sort(list.begin(), list.end());
+    }
     list.erase(std::unique(list.begin(), list.end()), list.end());
 }
 

@@ -51,6 +51,7 @@ struct FileFacts {
 
 struct DirectoryEntry {
     std::wstring name;  // without its folder
+    // Directory and ReparsePoint always; others as far as the system's listing tells them.
     std::uint32_t attributes = 0;
     std::uint32_t reparseTag = 0;  // 0 unless attribute::ReparsePoint is set
 };

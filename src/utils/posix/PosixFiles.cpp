@@ -73,6 +73,21 @@ bool describe(int folder, const char* name, platform::DirectoryEntry& entry) {
     return true;
 }
 
+// By what the folder itself tells of plain files and folders; only the rest is asked for. False for
+// an entry that is gone by now.
+bool describeListed(int folder, const dirent& listed, platform::DirectoryEntry& entry) {
+    switch (listed.d_type) {
+        case DT_REG:
+            entry.attributes = attributesOfMode(S_IFREG | kWriteBits);
+            return true;
+        case DT_DIR:
+            entry.attributes = attributesOfMode(S_IFDIR | kWriteBits);
+            return true;
+        default:
+            return describe(folder, listed.d_name, entry);
+    }
+}
+
 int enumerateFolder(const char* path, std::wstring_view mask, const platform::Files::Visitor& visit,
                     bool& matched) {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path), ::closedir);
@@ -88,7 +103,7 @@ int enumerateFolder(const char* path, std::wstring_view mask, const platform::Fi
         platform::DirectoryEntry found;
         found.name = utf16FromUtf8(entry->d_name);
         if (!matchesWildcard(found.name, mask) ||
-            !describe(::dirfd(folder.get()), entry->d_name, found)) {
+            !describeListed(::dirfd(folder.get()), *entry, found)) {
             continue;
         }
         matched = true;

@@ -2,14 +2,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <utility>
 
 #include "utils/Format.h"
 #include "utils/Text.h"
 #include "utils/posix/Errno.h"
 #include "utils/posix/MountTable.h"
+#include "utils/posix/Mutex.h"
 #include "utils/posix/PathResolver.h"
 #include "utils/posix/Services.h"
 #include "utils/posix/SharedMountTable.h"
@@ -86,7 +89,7 @@ std::wstring relativePoint(const std::string& point) {
 }
 
 // Of the device itself, or of the disk that a partition is on.
-bool isRemovable(const Mount& mount) {
+bool hasRemovableMedium(const Mount& mount) {
     const std::string device =
         "/sys/dev/block/" + std::to_string(mount.major) + ":" + std::to_string(mount.minor);
     for (const char* place : {"/removable", "/../removable"}) {
@@ -98,6 +101,29 @@ bool isRemovable(const Mount& mount) {
     }
     return false;
 }
+
+// Asked of the system once for a device, until something is mounted or unmounted: a state that is
+// saved asks for the drive of each file.
+class RemovableMedia {
+public:
+    bool contains(const SharedMountTable::Pointer& table, const Mount& mount) {
+        const MutexHolder guard(mutex_);
+        if (table_ != table) {
+            table_ = table;
+            known_.clear();
+        }
+        const auto [known, isNew] = known_.try_emplace({mount.major, mount.minor});
+        if (isNew) {
+            known->second = hasRemovableMedium(mount);
+        }
+        return known->second;
+    }
+
+private:
+    Mutex mutex_;
+    SharedMountTable::Pointer table_ GUARDED_BY(mutex_);
+    std::map<std::pair<std::uint32_t, std::uint32_t>, bool> known_ GUARDED_BY(mutex_);
+};
 
 bool parseVolumeName(const std::wstring& volume, std::uint32_t& major, std::uint32_t& minor) {
     unsigned first = 0;
@@ -227,7 +253,8 @@ public:
             return DriveType::Unknown;
         }
         const DriveType type = driveTypeOf(mount->fsType);
-        return type == DriveType::Fixed && isRemovable(*mount) ? DriveType::Removable : type;
+        return type == DriveType::Fixed && removable_.contains(table, *mount) ? DriveType::Removable
+                                                                              : type;
     }
 
     ErrorCode universalName(const std::wstring& path, std::wstring& name) override {
@@ -289,6 +316,7 @@ public:
 
 private:
     SharedMountTable mounts_;
+    RemovableMedia removable_;
 };
 
 }  // namespace
