@@ -89,6 +89,9 @@ void FileDiff::addRule(const std::wstring& pattern, const std::wstring& type) {
 }
 
 const std::wstring* FileDiff::typeOf(const std::wstring& path) const {
+    if (extensions_.empty() && paths_.empty() && pathMasks_.empty() && nameMasks_.empty()) {
+        return nullptr;  // the usual case, and asked for each file
+    }
     const std::wstring folded = toLower(FileIO::NormalizePath(path));
     const std::wstring extension = FileIO::GetExtension(folded);
     if (!extension.empty()) {
