@@ -111,7 +111,7 @@ bool PollWalk::Run() {
     for (auto row = rows.begin(); row != rows.end();) {
         if (Visit(*row)) {
             debugLog(kModule, L"%ls removed from list %d", row->first, listId_);
-            row = rows.erase(row);
+            row = list_.Erase(row);
         } else {
             ++row;
         }

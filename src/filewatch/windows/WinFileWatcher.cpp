@@ -216,7 +216,7 @@ bool WinFileWatcher::Merge(const std::wstring& path, const PollRequest& request)
         debugLog(kModule, L"Unknown list ID passed for %ls", path);
         return true;
     }
-    const auto row = list->GetRows().find(path);
+    const auto row = list->FindRow(path);
     if (row == list->GetRows().end()) {
         return false;
     }
@@ -239,7 +239,7 @@ bool WinFileWatcher::Merge(const std::wstring& path, const PollRequest& request)
 bool WinFileWatcher::RemoveFromList(const std::wstring& path, std::int32_t listId) {
     const std::wstring key = keyOf(path);
     const ScopedLock guard(*listLock_);
-    const PollList* list = FindList(listId);
+    PollList* list = FindList(listId);
     const PollEntry* entry = list != nullptr ? list->Find(key) : nullptr;
     if (entry != nullptr && IsFolder(key, *entry, listId) && source_.LooksInto(key, listId)) {
         return false;
@@ -253,9 +253,11 @@ bool WinFileWatcher::Erase(const std::wstring& path, std::int32_t listId) {
         debugLog(kModule, L"Unknown list ID passed for %ls", path);
         return false;
     }
-    if (list->GetRows().erase(path) == 0) {
+    const auto row = list->FindRow(path);
+    if (row == list->GetRows().end()) {
         return false;
     }
+    list->Erase(row);
     --polledCount_;
     debugLog(kModule, L"%ls removed from list %d", path, listId);
     return true;
@@ -305,7 +307,7 @@ std::size_t WinFileWatcher::EraseBelow(const WatchedPathSpec& spec, std::int32_t
             isFolder ? depth > 0 && depth <= spec.GetRecursionLevel() : spec.Matches(path);
         if (isMeant && !(checkCoverage && IsStillWatched(path, isFolder, listId))) {
             debugLog(kModule, L"POLLING FileWatch removing %ls from nListID %d", path, listId);
-            row = rows.erase(row);
+            row = list->Erase(row);
             --polledCount_;
             ++count;
         } else {
