@@ -259,14 +259,12 @@ bool benchEvents(const Installation& installation) {
 }
 
 bool runEvents(int files) {
-    const AgentInfoRef settings;
     const Installation installation(files);
     installation.writeList(1);
     return benchEvents(installation);
 }
 
 bool run() {
-    const AgentInfoRef settings;
     double small = 0;
     {
         const Installation installation(100'000);
@@ -288,9 +286,15 @@ bool run() {
 
 }  // namespace
 
-// The number of files can be given, for one measurement of events.
+// One measurement alone: "events" or "start", and the number of files.
 int main(int count, char** arguments) {
-    if (!(count > 1 ? runEvents(std::atoi(arguments[1])) : run())) {
+    const AgentInfoRef settings;
+    const std::string what = count == 3 ? arguments[1] : "";
+    const int files = count == 3 ? std::atoi(arguments[2]) : 0;
+    const bool isWhole = what == "events"  ? runEvents(files)
+                         : what == "start" ? benchStart(Installation(files), 1) != 0
+                                           : run();
+    if (!isWhole) {
         std::fprintf(stderr, "the engine watched or told another number of files than there are\n");
         return EXIT_FAILURE;
     }
