@@ -27,7 +27,8 @@ public:
     ErrorCode lockInstance(const std::wstring& path,
                            std::unique_ptr<platform::InstanceLock>& lock) override;
 
-    StopAnswer ask(StopReason reason, StopAnswer withoutListener);
+    // False where nobody listens.
+    bool ask(StopReason reason, StopAnswer& answer);
     void serve();
 
 private:
@@ -35,6 +36,7 @@ private:
 
     const std::unique_ptr<Lock> lock_ = makeLock();
     platform::StopListener* listener_ GUARDED_BY(*lock_) = nullptr;
+    bool hasHandler_ GUARDED_BY(*lock_) = false;
 
     std::wstring serviceName_;
     const std::function<std::uint32_t()>* body_ = nullptr;
@@ -71,23 +73,25 @@ bool isReason(DWORD type, StopReason& reason) {
 // Each call comes on a thread of its own.
 BOOL WINAPI onConsoleEvent(DWORD type) {
     StopReason reason{};
-    if (!isReason(type, reason)) {
-        return FALSE;
+    StopAnswer answer{};
+    if (!isReason(type, reason) || !supervisor().ask(reason, answer)) {
+        return FALSE;  // the system does what it did before
     }
-    if (supervisor().ask(reason, StopAnswer::Stop) == StopAnswer::HoldOpen) {
+    if (answer == StopAnswer::HoldOpen) {
         ::Sleep(INFINITE);  // the process ends with its main thread
     }
     return TRUE;
 }
 
 DWORD WINAPI onServiceControl(DWORD control, DWORD, void*, void*) {
+    StopAnswer answer{};
     switch (control) {
         case SERVICE_CONTROL_STOP:
-            supervisor().ask(StopReason::ServiceStop, StopAnswer::Ignore);
+            supervisor().ask(StopReason::ServiceStop, answer);
             return NO_ERROR;
         case SERVICE_CONTROL_SHUTDOWN:
         case SERVICE_CONTROL_PRESHUTDOWN:
-            supervisor().ask(StopReason::Shutdown, StopAnswer::Ignore);
+            supervisor().ask(StopReason::Shutdown, answer);
             return NO_ERROR;
         case SERVICE_CONTROL_INTERROGATE:
             return NO_ERROR;
@@ -100,20 +104,25 @@ void WINAPI serviceMain(DWORD, wchar_t**) {
     supervisor().serve();
 }
 
-StopAnswer WinSupervision::ask(StopReason reason, StopAnswer withoutListener) {
+bool WinSupervision::ask(StopReason reason, StopAnswer& answer) {
     const ScopedLock guard(*lock_);
-    return listener_ == nullptr ? withoutListener : listener_->onStopRequest(reason);
+    if (listener_ == nullptr) {
+        return false;
+    }
+    answer = listener_->onStopRequest(reason);
+    return true;
 }
 
+// The handler is never taken out again: the system would wait for its calls to return, and one that
+// holds the process open does not.
 ErrorCode WinSupervision::listen(platform::StopListener* listener) {
-    bool changes = false;
-    {
-        const ScopedLock guard(*lock_);
-        changes = (listener == nullptr) != (listener_ == nullptr);
-        listener_ = listener;
+    const ScopedLock guard(*lock_);
+    listener_ = listener;
+    if (listener == nullptr || hasHandler_) {
+        return ERROR_SUCCESS;
     }
-    return changes ? resultOf(::SetConsoleCtrlHandler(onConsoleEvent, listener != nullptr))
-                   : ERROR_SUCCESS;
+    hasHandler_ = ::SetConsoleCtrlHandler(onConsoleEvent, TRUE) != FALSE;
+    return resultOf(hasHandler_ ? TRUE : FALSE);
 }
 
 void WinSupervision::setStatus(DWORD state, const platform::ServiceReport& report,
