@@ -40,21 +40,26 @@ WatchListChanges::WatchListChanges(Reader reader) : reader_(std::move(reader)) {
     }
 }
 
+// The lists of one bit are read together: none of them is while one is still being written.
 std::uint32_t WatchListChanges::look() {
-    std::uint32_t bits = 0;
-    unsettled_ = false;
+    std::uint32_t settled = 0;
+    std::uint32_t unsettled = 0;
     for (std::size_t i = 0; i < kLists; ++i) {
         List& list = lists_[i];
         Content now = reader_(std::wstring(watchFiles::kWatchLists[i]));
-        if (now != list.inForce || !now.has_value()) {
-            if (now.has_value() && now == list.last) {
-                list.inForce = now;
-                bits |= bitOf(i);
-            } else {
-                unsettled_ = true;
-            }
+        if (!now.has_value() || (now != list.inForce && now != list.last)) {
+            unsettled |= bitOf(i);
+        } else if (now != list.inForce) {
+            settled |= bitOf(i);
         }
         list.last = std::move(now);
+    }
+    unsettled_ = unsettled != 0;
+    const std::uint32_t bits = settled & ~unsettled;
+    for (std::size_t i = 0; i < kLists; ++i) {
+        if ((bits & bitOf(i)) != 0) {
+            lists_[i].inForce = lists_[i].last;
+        }
     }
     return bits;
 }

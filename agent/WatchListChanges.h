@@ -12,7 +12,7 @@ namespace lathwind::agent {
 
 // Notices that a watch list on disk is another one than before. A difference counts when two looks
 // in a row have found the same: a list that is just being written differs from look to look, or
-// cannot be read.
+// cannot be read. Lists that are reconfigured together count together.
 //
 // Used by one thread.
 class WatchListChanges {

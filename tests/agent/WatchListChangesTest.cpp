@@ -48,6 +48,13 @@ TEST(WatchListChanges, ADifferenceCountsWhenTwoLooksAgree) {
         EXPECT_EQ(changes.isUnsettled(), step.unsettled) << number;
         ++number;
     }
+    // Both file lists change; the one that rests first waits for the other.
+    disk[std::wstring(watchFiles::kFileWatchList)] = L"new";
+    for (const auto& [content, changed] : std::vector<std::pair<Content, std::uint32_t>>{
+             {L"half", 0}, {L"more", 0}, {L"more", kFiles}, {L"more", 0}}) {
+        disk[std::wstring(watchFiles::kCustomFileWatchList)] = content;
+        EXPECT_EQ(changes.look(), changed);
+    }
     changes.forget(kLogs);  // nobody knows which ones are in force
     EXPECT_EQ(changes.look(), 0u);
     EXPECT_TRUE(changes.isUnsettled());
