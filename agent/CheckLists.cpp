@@ -49,8 +49,12 @@ void showSettings(const AgentInfo& settings) {
     print(L"  checksums %ls, access times %ls, %u levels where an entry names none\n",
           settings.watchedFilesChecksum() ? L"on" : L"off",
           settings.monitorLastAccessTime() ? L"on" : L"off", settings.recursionLevel());
-    print(L"  the state is saved every %d s\n",
-          WinFileWatcher::IntervalOf(WinFileWatcher::kSaveTimer));
+    if (const std::int32_t interval = WinFileWatcher::IntervalOf(WinFileWatcher::kSaveTimer);
+        interval > 0) {
+        print(L"  the state is saved every %d s\n", interval);
+    } else {
+        print(L"  the state is saved when the agent stops\n");
+    }
     for (const PluginSetting& plugin : settings.pluginCollectors()) {
         print(L"  collector %ls: %ls\n", plugin.name, plugin.library);
     }

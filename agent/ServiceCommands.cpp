@@ -43,7 +43,11 @@ ExitCode installService(const std::wstring& root) {
         return ExitCode::DirectoryFailed;
     }
     platform::ProcessFacts program;
-    platform::processes().query(platform::processes().currentId(), program);
+    const platform::ErrorCode known =
+        platform::processes().query(platform::processes().currentId(), program);
+    if (known != platform::error::Success) {
+        return conclude(known, L"installed");
+    }
     std::wstring commandLine = quotedWord(program.path);
     commandLine.append(L" -p ").append(quotedWord(folder)).append(L" --service");
     return conclude(platform::supervision().installService(

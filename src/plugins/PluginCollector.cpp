@@ -22,8 +22,8 @@ constexpr std::uint32_t kStatusKind = 13;
 constexpr std::uint32_t kEventClass = 4;
 constexpr std::uint32_t kEventKind = 5;
 
-// A record may not make the agent copy without bound, and a full queue of the largest ones must not
-// take the whole of a 32-bit process.
+// A record may not make the agent copy without bound, and one full queue of the largest ones must
+// not take the whole of a 32-bit process.
 constexpr std::uint32_t kMostFields = 1000;
 constexpr std::uint64_t kMostTextBytes = 64 * 1024;  // of all its texts together
 
