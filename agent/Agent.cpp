@@ -24,13 +24,6 @@ std::uint32_t milliseconds(std::uint32_t seconds) {
     return std::min(seconds, kMostSeconds) * kSecondMs;
 }
 
-// A line for whoever watches the console, and for the log while the module's debug lines are on.
-void say(const std::wstring& line) {
-    print(L"%ls\n", line);
-    platform::host().flushOutput();
-    debugLog(kModule, L"%ls", line);
-}
-
 std::int64_t nowSeconds() {
     return platform::host().currentTimeMs() / kSecondMs;
 }
@@ -40,6 +33,12 @@ std::int64_t steadyMs() {
 }
 
 }  // namespace
+
+void say(const std::wstring& line) {
+    print(L"%ls\n", line);
+    platform::host().flushOutput();
+    debugLog(kModule, L"%ls", line);
+}
 
 LogSession::LogSession(AgentEventSink& sink) {
     ErrorLogWriter::instance().setEventSink(&sink);
@@ -127,11 +126,30 @@ void Agent::stop() {
     ownEvents_.Drain();
     ActionThread::instance().flush();
     writeStatistics();
+    const auto told = [this] {
+        const EventRecorder::Totals totals = recorder_.totals();
+        return format(L"Stopped: %u events recorded, %u lost.", totals.taken - totals.dropped,
+                      countLost());
+    };
+    // The log ends before the console: what its last lines made events of is in the second line.
+    debugLog(kModule, L"%ls", told());
     ErrorLogWriter::instance().stop(Drain::Yes);
     ActionThread::instance().flush();
-    const EventRecorder::Totals totals = recorder_.totals();
-    say(format(L"Stopped: %u events recorded, %u lost.", totals.taken - totals.dropped,
-               totals.dropped));
+    print(L"%ls\n", told());
+    platform::host().flushOutput();
+}
+
+std::uint64_t Agent::countLost() const {
+    std::uint64_t lost =
+        recorder_.totals().dropped + std::uint64_t{ownEvents_.queueState().dropped};
+    if (subject_ != nullptr) {
+        lost += subject_->queueState().dropped;
+        lost += subject_->GetMonitor()->GetSource().GetQueue().state().dropped;
+    }
+    for (const auto& plugin : plugins_) {
+        lost += plugin->queueState().dropped;
+    }
+    return lost;
 }
 
 std::uint32_t Agent::handOnOwnEvents() {

@@ -17,6 +17,9 @@
 
 namespace lathwind::agent {
 
+// A line for whoever watches the console, and for the log while the module's debug lines are on.
+void say(const std::wstring& line);
+
 // The service log, open while it lives; the lines are the agent's events as well.
 class LogSession {
 public:
@@ -60,6 +63,8 @@ private:
     bool isFileWatchStarted() const;
     ConfigurationFacts configurationFacts();
     void writeStatistics();
+    // Of what the collectors and the recorder took in this run.
+    std::uint64_t countLost() const;
 
     const AgentInfoRef settings_;
     const std::int64_t startTime_;

@@ -106,16 +106,19 @@ ExitCode runEngine(const std::wstring& root, bool asService) {
     const StopListening listening(request);
     {
         Agent agent;
-        print(L"LathwindAgent %ls, process %u, %ls\n", kVersionText,
-              platform::processes().currentId(), root);
+        say(format(L"LathwindAgent %ls, process %u, %ls", kVersionText,
+                   platform::processes().currentId(), root));
         agent.start();
         pending.reset();
-        platform::supervision().report({ServiceStage::Running, 0, 0});
+        if (!request.isMade()) {
+            platform::supervision().report({ServiceStage::Running, 0, 0});
+        }
         work(agent, *wake, death);
-        pending.emplace(ServiceStage::Stopping);
-        print(L"Stopping: %ls.\n",
-              request.isMade() ? wordsFor(request.reason()) : L"a thread of the agent has died");
-        platform::host().flushOutput();
+        if (!request.isMade()) {
+            pending.emplace(ServiceStage::Stopping);
+        }
+        say(format(L"Stopping: %ls.", request.isMade() ? wordsFor(request.reason())
+                                                       : L"a thread of the agent has died"));
         agent.stop();
     }
     return death.isSet() ? ExitCode::ThreadDied : ExitCode::Success;

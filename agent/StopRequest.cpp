@@ -41,6 +41,7 @@ StopAnswer StopRequest::onStopRequest(StopReason reason) {
         reason_.store(reason);
         made_.store(true);
         wake_.set();
+        stopping_.emplace(platform::ServiceStage::Stopping);
     }
     return answer;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 
+#include "agent/StageReports.h"
 #include "utils/platform/Supervision.h"
 #include "utils/platform/Threading.h"
 
@@ -14,7 +16,8 @@ platform::StopAnswer answerTo(platform::StopReason reason, bool asService) noexc
 
 const wchar_t* wordsFor(platform::StopReason reason) noexcept;
 
-// Remembers the first request that counts, and wakes the main thread.
+// Remembers the first request that counts, tells the service manager from then on that the program
+// is stopping, and wakes the main thread, which may be busy for a while.
 class StopRequest : public platform::StopListener {
 public:
     // `wake` is not owned.
@@ -31,6 +34,7 @@ private:
     const bool asService_;
     std::atomic<platform::StopReason> reason_{platform::StopReason::Interrupt};
     std::atomic<bool> made_{false};
+    std::optional<StageReports> stopping_;
 };
 
 }  // namespace lathwind::agent

@@ -217,7 +217,7 @@ TEST_F(LathwindAgentThreads, ADeadThreadEndsTheAgentInOrderAndWithItsOwnCode) {
     EXPECT_EQ(platformFactory.exitEvent, nullptr);
 }
 
-TEST(StopRequest, AServiceOutlivesALogoffAndAConsoleWaitsForTheState) {
+TEST(StopRequestThreads, AServiceOutlivesALogoffAndAConsoleWaitsForTheState) {
     struct Case {
         StopReason reason;
         StopAnswer console;
