@@ -85,6 +85,7 @@ FileWatchMonitor::~FileWatchMonitor() {
 
 void FileWatchMonitor::Start() {
     stop_.store(false);
+    isFilterAsked_.store(true);
     StartIPSFilter();
     {
         const ScopedLock guard(*lock_);
@@ -99,7 +100,11 @@ void FileWatchMonitor::Start() {
 
 // The thread is waited for without the lock, which it needs for its last notification.
 void FileWatchMonitor::Stop() {
-    StopIPSFilter();
+    // Once for each start: a library need not take a second stop well. One that refused is asked
+    // again.
+    if (isFilterAsked_.exchange(false) || filter_->GetStarted() != nullptr) {
+        StopIPSFilter();
+    }
     stop_.store(true);
     workItems_->Stop();
     {

@@ -192,6 +192,7 @@ private:
     // Asks the source to watch an entry, and takes it into the configured ones if it does.
     bool AcceptEntry(const std::wstring& entry, const FileWatchParams& params,
                      std::int32_t mapIndex, DebugFormat refusal);
+    bool AcceptFiles(const std::wstring& path, FileWatchParams& params, bool skipSource);
     // A walk over the files of one entry.
     struct AddWalk {
         AddWalk(const std::wstring& configured, std::int32_t index,
@@ -348,6 +349,7 @@ private:
     std::unique_ptr<FileWatchInit> workItems_;
     std::unique_ptr<FilterEventDecoder> decoder_;
     std::unique_ptr<RealTimeFilter> filter_;
+    std::atomic<bool> isFilterAsked_{false};  // to start, by Start
     std::atomic<std::uint32_t> driverEvents_{0};
     std::unique_ptr<Thread> thread_ GUARDED_BY(*lock_);
     const Registration registration_;

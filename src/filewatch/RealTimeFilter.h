@@ -14,7 +14,7 @@ namespace lathwind {
 // does not work is a start that failed: the engine then polls. docs/filter-library.md describes its
 // side. No operation throws.
 //
-// Start and Stop are called by one thread.
+// Start and Stop are not called at the same time.
 class RealTimeFilter {
 public:
     static constexpr const wchar_t* kLibraryName = L"IPSFileWatchCollector";

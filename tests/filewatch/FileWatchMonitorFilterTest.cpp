@@ -139,6 +139,12 @@ TEST_F(FileWatchMonitorFilterThreads, TheMonitorMayGoAtAnyMoment) {
     EXPECT_EQ(control.CountOfEvents(), 20'000u);
     EXPECT_TRUE(monitor->StartIPSFilter());
     EXPECT_TRUE(monitor->StopIPSFilter());
+
+    monitor->Start();
+    const std::uint32_t stops = control.CountOf(Call::Stop);
+    monitor->Stop();
+    monitor->Stop();  // the library has been told
+    EXPECT_EQ(control.CountOf(Call::Stop), stops + 1);
 }
 
 }  // namespace
