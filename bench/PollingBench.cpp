@@ -15,10 +15,10 @@
 
 #include "bench/Compare.h"
 #include "filewatch/FileAttributes.h"
-#include "filewatch/FileEventSource.h"
 #include "filewatch/windows/PollDirEntry.h"
 #include "filewatch/windows/PollWalk.h"
 #include "filewatch/windows/WinMountManager.h"
+#include "support/IdleSource.h"
 #include "utils/Text.h"
 #include "utils/platform/PlatformFactory.h"
 
@@ -55,18 +55,6 @@ public:
 private:
     std::vector<std::pair<std::wstring, std::shared_ptr<const FileAttributes>>> states_;
     std::size_t next_ = 0;
-};
-
-class NoSource : public FileEventSource {
-public:
-    bool AddFileToWatch(const WatchRequest&) override { return false; }
-    bool RemoveFileToWatch(const WatchRequest&) override { return false; }
-    void RemoveFromWatchers(const WatchedPathSpec&, std::int32_t, bool, std::size_t) override {}
-    void Start() override {}
-    void Stop() override {}
-    void SetPollingIntervals(const std::set<std::int32_t>&) override {}
-    std::uint32_t GetNotificationCount() const override { return 0; }
-    std::size_t GetPolledCount() const override { return 0; }
 };
 
 class Counter : public PollReporter {
@@ -121,7 +109,7 @@ bool benchFiles(int files) {
     const Tree tree(files);
     platform::host().sleepMs(3500);  // a file that changed a moment ago gets a second full look
     KnownFiles known;
-    NoSource source;
+    lathwind::testing::IdleSource source;
     WinMountManager mounts;
     Counter told;
     source.SetMonitor(&known);

@@ -16,6 +16,7 @@
 #include "filewatch/windows/WinMountManager.h"
 #include "support/FakeDisk.h"
 #include "support/FakeVolumes.h"
+#include "support/IdleSource.h"
 #include "support/ServiceOverride.h"
 #include "utils/AgentInfo.h"
 #include "utils/Text.h"
@@ -30,18 +31,6 @@ constexpr int kFilesInFolder = 1000;
 constexpr int kTurns = 3;
 constexpr std::array kSizes = {100000, 1000000};
 const std::string kCopy = "copy.dat";
-
-class NoSource : public FileEventSource {
-public:
-    bool AddFileToWatch(const WatchRequest&) override { return true; }
-    bool RemoveFileToWatch(const WatchRequest&) override { return true; }
-    void RemoveFromWatchers(const WatchedPathSpec&, std::int32_t, bool, std::size_t) override {}
-    void Start() override {}
-    void Stop() override {}
-    void SetPollingIntervals(const std::set<std::int32_t>&) override {}
-    std::uint32_t GetNotificationCount() const override { return 0; }
-    std::size_t GetPolledCount() const override { return 0; }
-};
 
 class Counter : public EventStore {
 public:
@@ -131,7 +120,8 @@ bool measure(int files, Cost& cost) {
                                                                     volumes);
     Counter events;
     FileWatchMonitor monitor(events, nullptr, {},
-                             {std::make_unique<NoSource>(), std::make_unique<WinMountManager>()});
+                             {std::make_unique<lathwind::testing::IdleSource>(true),
+                              std::make_unique<WinMountManager>()});
     const auto stop = platformFactory.createEvent({});
     for (int file = 0; file < files; ++file) {
         monitor.AddFile(L"x:\\program files\\application\\folder" +

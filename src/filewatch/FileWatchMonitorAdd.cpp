@@ -91,36 +91,34 @@ void FileWatchMonitor::AddFile(const std::wstring& path, const FileWatchParams& 
     }
 }
 
-std::size_t FileWatchMonitor::AddWildCardFile(const std::wstring& path, FileWatchParams params,
-                                              bool skipSource, Event* stop) {
-    // A mount that polling has seen changes no entry, and nothing would end the pending state.
+// What both forms that stand for many paths begin with. A mount that polling has seen changes no
+// entry, and nothing would end the pending state.
+bool FileWatchMonitor::AcceptFiles(const std::wstring& path, FileWatchParams& params,
+                                   bool skipSource) {
     if (!skipSource) {
         SetConfigurationPending(true);
     }
     const WatchedPathSpec parts(path, 1, false);
     if (!reportUnlessSplit(path, parts.GetDirectory())) {
-        return 0;
+        return false;
     }
     params.recursionLevel = LevelOf(parts, kFileIndex, params.recursionLevel);
-    if (!skipSource && !AcceptEntry(path, params, kFileIndex, L"Failed to add %ls")) {
+    return skipSource || AcceptEntry(path, params, kFileIndex, L"Failed to add %ls");
+}
+
+std::size_t FileWatchMonitor::AddWildCardFile(const std::wstring& path, FileWatchParams params,
+                                              bool skipSource, Event* stop) {
+    if (!AcceptFiles(path, params, skipSource)) {
         return 0;
     }
     AddWalk walk(path, kFileIndex, {.log = nullptr, .file = &params}, params.recursionLevel, stop);
-    AddMatches(walk, parts.GetDirectory(), {});
+    AddMatches(walk, WatchedPathSpec(path, 1, false).GetDirectory(), {});
     return walk.added;
 }
 
 std::size_t FileWatchMonitor::AddVirtualFile(const std::wstring& path, FileWatchParams params,
                                              bool skipSource, Event* stop) {
-    if (!skipSource) {
-        SetConfigurationPending(true);
-    }
-    const WatchedPathSpec parts(path, 1, false);
-    if (!reportUnlessSplit(path, parts.GetDirectory())) {
-        return 0;
-    }
-    params.recursionLevel = LevelOf(parts, kFileIndex, params.recursionLevel);
-    if (!skipSource && !AcceptEntry(path, params, kFileIndex, L"Failed to add %ls")) {
+    if (!AcceptFiles(path, params, skipSource)) {
         return 0;
     }
     AddWalk walk(path, kFileIndex, {.log = nullptr, .file = &params}, params.recursionLevel, stop);

@@ -200,6 +200,9 @@ private:
     std::vector<std::thread> threads_;
 };
 
+constexpr int kRounds = 3;
+constexpr int kFilesOfRound = 8;
+
 class EngineThreads : public ::testing::Test {
 protected:
     EngineThreads() : library(folder.root.native("bin"), folder.root.path(L"bin")) {
@@ -332,6 +335,23 @@ protected:
     }
 
     GatedPlatform platform;
+    // Everything at once until some files have been told, then a stop in the middle.
+    void runRound(bool reconfigures) {
+        start();
+        Workers workers(listener);
+        workers.start([this] { changeFiles(); });
+        workers.start([this] { atEachFile([this] { tellByFilter(); }); });
+        workers.start([this] { atEachFile([this] { askForStatistics(); }); });
+        if (reconfigures) {
+            workers.start([this] { atEachFile([this] { reconfigure(); }); });
+        }
+        const int last = lastNumber.load() + kFilesOfRound;
+        EXPECT_TRUE(listener.waitFor("C n" + std::to_string(last) + ".txt"));
+        subject->Stop();
+        workers.end();
+        subject.reset();
+    }
+
     const testing::BinaryFolder folder;
     std::unique_ptr<AgentInfoRef> settings;
     const testing::FilterLibrary library;
@@ -342,24 +362,11 @@ protected:
     std::unique_ptr<FileWatchSubject> subject;
 };
 
-constexpr int kRounds = 3;
-constexpr int kFilesOfRound = 8;
-
 TEST_F(EngineThreads, EverythingAtOnceAndStoppedInTheMiddle) {
     writeLists(true);
     for (int round = 1; round <= kRounds; ++round) {
         SCOPED_TRACE(round);
-        start();
-        Workers workers(listener);
-        workers.start([this] { changeFiles(); });
-        workers.start([this] { atEachFile([this] { tellByFilter(); }); });
-        workers.start([this] { atEachFile([this] { askForStatistics(); }); });
-        workers.start([this] { atEachFile([this] { reconfigure(); }); });
-        const int last = lastNumber.load() + kFilesOfRound;
-        EXPECT_TRUE(listener.waitFor("C n" + std::to_string(last) + ".txt"));
-        subject->Stop();
-        workers.end();
-        subject.reset();
+        runRound(true);
         initialize();
         subject->Stop();  // in the middle of its start
         subject.reset();
@@ -379,16 +386,7 @@ TEST_F(EngineThreads, TellsEverythingOnce) {
     writeLists(true);
     for (int round = 1; round <= kRounds; ++round) {
         SCOPED_TRACE(round);
-        start();
-        Workers workers(listener);
-        workers.start([this] { changeFiles(); });
-        workers.start([this] { atEachFile([this] { tellByFilter(); }); });
-        workers.start([this] { atEachFile([this] { askForStatistics(); }); });
-        const int last = lastNumber.load() + kFilesOfRound;
-        EXPECT_TRUE(listener.waitFor("C n" + std::to_string(last) + ".txt"));
-        subject->Stop();
-        workers.end();
-        subject.reset();
+        runRound(false);
     }
     for (const char* marker : {"first", "second"}) {
         start();

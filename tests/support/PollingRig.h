@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "filewatch/FileAttributes.h"
-#include "filewatch/FileEventSource.h"
 #include "filewatch/FileNotificationInfo.h"
 #include "filewatch/windows/WinFileWatcher.h"
+#include "support/IdleSource.h"
 
 namespace lathwind::testing {
 
@@ -20,7 +20,7 @@ namespace lathwind::testing {
 // that knows what a test tells it, and a watcher whose walks a test starts.
 class PollingRig {
 public:
-    class Source : public FileEventSource {
+    class Source : public IdleSource {
     public:
         void cover(const std::wstring& path, std::int32_t level, std::int32_t listId) {
             const auto spec = std::make_shared<WatchedPathSpec>(path, level, false);
@@ -31,15 +31,6 @@ public:
             const WatchedPathSpec spec(path, 1, false);
             Specs().Remove(path, &spec, listId);
         }
-
-        bool AddFileToWatch(const WatchRequest&) override { return false; }
-        bool RemoveFileToWatch(const WatchRequest&) override { return false; }
-        void RemoveFromWatchers(const WatchedPathSpec&, std::int32_t, bool, std::size_t) override {}
-        void Start() override {}
-        void Stop() override {}
-        void SetPollingIntervals(const std::set<std::int32_t>&) override {}
-        std::uint32_t GetNotificationCount() const override { return 0; }
-        std::size_t GetPolledCount() const override { return 0; }
     };
 
     class Monitor : public MonitorQueries {
