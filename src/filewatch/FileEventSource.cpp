@@ -125,6 +125,10 @@ bool FileEventSource::IsCovered(const std::wstring& path, std::int32_t listId) {
     return FindSpec(path, listId) != nullptr;
 }
 
+bool FileEventSource::CoversFile(const std::wstring& path, std::int32_t listId) {
+    return specs_.CoversFile(path, listId);
+}
+
 bool FileEventSource::LooksInto(const std::wstring& folder, std::int32_t listId) {
     return specs_.LooksInto(folder, listId);
 }

@@ -98,6 +98,9 @@ public:
     std::shared_ptr<const WatchedPathSpec> FindSpec(const std::wstring& path,
                                                     std::int32_t listId) override;
     bool IsCovered(const std::wstring& path, std::int32_t listId);
+    // Does an entry ask for the file? Of one that lies beside the instances of a virtual entry that
+    // entry does not, although the path is covered.
+    bool CoversFile(const std::wstring& path, std::int32_t listId);
     // Are files of the folder watched by a mask, whether the folder itself is covered or not?
     bool LooksInto(const std::wstring& folder, std::int32_t listId);
     // Is the folder that of a virtual instance, the part of its entry behind the token included,

@@ -201,12 +201,15 @@ std::vector<SpecTable::SpecPtr> SpecTable::GetVirtualRows(const std::wstring& vi
     return specs;
 }
 
-SpecTable::SpecPtr SpecTable::FindAbove(const List& list, const std::wstring& path) {
+SpecTable::SpecPtr SpecTable::FindAbove(const List& list, const std::wstring& path, Wanted wanted) {
+    const auto asksForIt = [&](const WatchedPathSpec& spec) {
+        return wanted == Wanted::Anything || spec.GetVirtualEntry().empty() || spec.Matches(path);
+    };
     std::wstring directory(splitAtLastBackslash(path).directory);
     for (std::int32_t level = 1; directory.size() > 1; ++level) {
         for (auto [row, end] = list.rows.equal_range(directory); row != end; ++row) {
             if (!row->second->GetMask().empty() &&
-                row->second->MatchesAtLevel(path, level, false)) {
+                row->second->MatchesAtLevel(path, level, false) && asksForIt(*row->second)) {
                 return row->second;
             }
         }
@@ -219,7 +222,7 @@ SpecTable::SpecPtr SpecTable::FindAbove(const List& list, const std::wstring& pa
 }
 
 SpecTable::SpecPtr SpecTable::FindIn(const List& list, const std::wstring& path,
-                                     const std::wstring& fullForm) {
+                                     const std::wstring& fullForm, Wanted wanted) {
     const auto firstOf = [&](const std::wstring& key) {
         const auto row = list.rows.lower_bound(key);
         return row != list.rows.end() && row->first == key ? row->second : nullptr;
@@ -227,7 +230,7 @@ SpecTable::SpecPtr SpecTable::FindIn(const List& list, const std::wstring& path,
     if (SpecPtr spec = firstOf(path)) {
         return spec;
     }
-    if (SpecPtr spec = FindAbove(list, path)) {
+    if (SpecPtr spec = FindAbove(list, path, wanted)) {
         return spec;
     }
     if (fullForm.empty()) {
@@ -242,14 +245,23 @@ SpecTable::SpecPtr SpecTable::FindIn(const List& list, const std::wstring& path,
 }
 
 SpecTable::SpecPtr SpecTable::Find(const std::wstring& path, std::int32_t listId) const {
+    return Find(path, listId, Wanted::Anything);
+}
+
+bool SpecTable::CoversFile(const std::wstring& path, std::int32_t listId) const {
+    return Find(path, listId, Wanted::File) != nullptr;
+}
+
+SpecTable::SpecPtr SpecTable::Find(const std::wstring& path, std::int32_t listId,
+                                   Wanted wanted) const {
     const std::wstring fullForm = fullPathForm(path);
     const ScopedLock guard(*lock_);
     if (listId != kAnyList) {
         const auto list = lists_.find(listId);
-        return list == lists_.end() ? nullptr : FindIn(list->second, path, fullForm);
+        return list == lists_.end() ? nullptr : FindIn(list->second, path, fullForm, wanted);
     }
     for (const auto& [id, list] : lists_) {
-        if (SpecPtr spec = FindIn(list, path, fullForm)) {
+        if (SpecPtr spec = FindIn(list, path, fullForm, wanted)) {
             return spec;
         }
     }

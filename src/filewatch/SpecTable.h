@@ -53,6 +53,9 @@ public:
     // whose mask and level take it in; or else one that names the same path in another way
     // ("c:\a\..\b"). For kAnyList the lists are asked in the order of their ids.
     SpecPtr Find(const std::wstring& path, std::int32_t listId) const;
+    // Does an entry ask for the file `path`? As Find, but the root of a virtual entry, which is
+    // watched for instances to come, asks for no file that lies right in it.
+    bool CoversFile(const std::wstring& path, std::int32_t listId) const;
     // Does the mask of a spec take in files of `folder`, whatever the folder's own name is? With or
     // without a backslash behind it.
     bool LooksInto(const std::wstring& folder, std::int32_t listId) const;
@@ -72,8 +75,12 @@ private:
         std::map<std::wstring, std::multimap<std::wstring, SpecPtr>> virtualRows;  // by entry, key
     };
 
-    static SpecPtr FindIn(const List& list, const std::wstring& path, const std::wstring& fullForm);
-    static SpecPtr FindAbove(const List& list, const std::wstring& path);
+    enum class Wanted { Anything, File };
+
+    SpecPtr Find(const std::wstring& path, std::int32_t listId, Wanted wanted) const;
+    static SpecPtr FindIn(const List& list, const std::wstring& path, const std::wstring& fullForm,
+                          Wanted wanted);
+    static SpecPtr FindAbove(const List& list, const std::wstring& path, Wanted wanted);
 
     const std::unique_ptr<Lock> lock_;
     std::map<std::int32_t, List> lists_ GUARDED_BY(*lock_);

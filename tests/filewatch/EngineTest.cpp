@@ -143,6 +143,23 @@ TEST(Engine, FollowsVirtualInstancesThatComeAndGo) {
     EXPECT_EQ(sorted(rig.take()), (Told{"D inst\\web2", "D inst\\web2\\conf\\b.cfg"}));
 }
 
+TEST(Engine, LeavesFilesBesideInstancesToOtherEntries) {
+    EngineRig rig;
+    rig.write("inst/web1/a.txt", "1");
+    rig.write("inst/beside.txt", "1");
+    rig.write("inst/beside.cfg", "1");
+    rig.writeFileList(entries(rig, {"inst\\{VIRTUAL_TAG}\\*.txt|1|0|0", "inst\\*.cfg|1|0|0"}));
+    rig.start();
+    rig.poll(150);
+    EXPECT_EQ(rig.source().GetNotificationCount(), 0u);
+    EXPECT_FALSE(rig.root().exists("bin/FileWatch.dat"));
+    EXPECT_EQ(rig.source().GetPolledCount(), 4u) << "two folders with a file each";
+    rig.write("inst/beside.txt", "22");
+    rig.write("inst/beside.cfg", "22");
+    rig.poll();
+    EXPECT_EQ(rig.take(), Told{"M inst\\beside.cfg"});
+}
+
 TEST(Engine, ReadsLogsOnFromWhereTheLastRunEnded) {
     EngineRig rig;
     rig.write("app.log", "old\n");

@@ -253,11 +253,12 @@ PollWalk::Verdict PollWalk::SeeNew(Row& row, Sight& sight) {
     if (sight.isLocal && mounts_->FindMount(path, false) == nullptr) {
         return Verdict::MountDiscrepancy;
     }
-    // Left over from a spec that is watched no more: its notifications would be dropped one by one,
-    // at every walk, and fill the queue.
+    // A file that nobody asks for: left over from a spec that is watched no more, or beside the
+    // instances of a virtual entry. Its notifications would be dropped one by one, at every walk,
+    // and fill the queue. With masks the row waits for a folder.
     if (sight.known.attributes == nullptr && !sight.now->IsDirectory() &&
-        entry->GetMasks().empty() && !source_.IsCovered(path, listId_)) {
-        sight.isToGo = true;
+        !source_.CoversFile(path, listId_)) {
+        sight.isToGo = entry->GetMasks().empty();
         return Verdict::Done;
     }
     // An entry that is being added: its files come on the list before they get their entities.
@@ -474,10 +475,10 @@ void PollWalk::EnterFound() {
     }
 }
 
-// False for a path that has a row by now, or that no spec covers.
+// False for a path that has a row by now, and for a file that no entry asks for.
 bool PollWalk::Enter(const std::wstring& path, std::unique_ptr<PollEntry>& entry) {
     if (list_.Find(path) != nullptr ||
-        (entry->GetMasks().empty() && !source_.IsCovered(path, listId_))) {
+        (entry->GetMasks().empty() && !source_.CoversFile(path, listId_))) {
         return false;
     }
     list_.Insert(path, std::move(entry));

@@ -410,6 +410,11 @@ TEST_F(WinFileWatcherTest, DropsARowThatNothingCovers) {
     rig.monitor.forget(L"x:\\w\\a");
     EXPECT_EQ(walk(), Lines{});
     EXPECT_EQ(rig.watcher.GetPolledCount(), 0u);
+    watchFolder(L"x:\\w\\a", L"*.txt", 1);
+    EXPECT_EQ(walk(), Lines{});
+    disk.erase(L"x:\\w\\a");
+    disk.addFolder(L"x:\\w\\a");
+    EXPECT_EQ(walk(), Lines{L"Added x:\\w\\a"}) << "what the mask waits for";
 }
 
 TEST_F(WinFileWatcherTest, AddsAPathOnceAndMergesWhatIsAskedFor) {
