@@ -153,10 +153,11 @@ bool FileWatchMonitor::VirtualDirectoryGone(const std::wstring& entry, std::int3
     }
     const std::wstring folder = folderOf(spec, path);
     source_->RemoveFileToWatch(RequestOf(folder + spec.GetMask(), params, mapIndex, entry));
-    // And what has come up in the folder since, whatever its name.
+    // And what has come up in the folder since, whatever its name. Not in the filter, which was
+    // not asked for this path: it would forget what another entry with that mask has asked for.
     source_->RemoveFromWatchers(
         WatchedPathSpec(folder + L'*', params.recursionLevel, params.monitorAccessTime),
-        params.listId, mapIndex == kLogIndex, 0);
+        params.listId, true, 0);
     return true;
 }
 

@@ -31,8 +31,9 @@ public:
                    return each.path == request.path && each.listId == request.listId;
                }) != 0;
     }
-    void RemoveFromWatchers(const WatchedPathSpec& spec, std::int32_t, bool, std::size_t) override {
-        removedSpecs.push_back(spec.GetFullPath());
+    void RemoveFromWatchers(const WatchedPathSpec& spec, std::int32_t, bool notRealTime,
+                            std::size_t) override {
+        removedSpecs.push_back(spec.GetFullPath() + (notRealTime ? L"" : L" and of the filter"));
     }
     void Start() override { isStarted = true; }
     void Stop() override {
