@@ -74,6 +74,9 @@ FileWatchMonitor::FileWatchMonitor(EventStore& events, WatchLists* lists,
     const auto neverStopped = platformFactory.createEvent(std::wstring());
     FileWatchParams params;
     params.listId = kHighProtectionList;
+    if (!paths.empty()) {
+        source_->SetPollingIntervals({params.listId});  // no path comes on a list that is not there
+    }
     for (const std::wstring& path : paths) {
         AddFile(path, params, *neverStopped);
     }

@@ -70,8 +70,8 @@ public:
     static Parts MakeParts();  // this platform's
 
     // `events` and `lists` are not owned; without lists every look-up in them is skipped. `paths`
-    // are watched from the start. Only one monitor may exist at a time: the filter's callback finds
-    // it through the process.
+    // are watched from the start, on the list of high protection. Only one monitor may exist at a
+    // time: the filter's callback finds it through the process.
     explicit FileWatchMonitor(EventStore& events, WatchLists* lists = nullptr,
                               const std::vector<std::wstring>& paths = {},
                               Parts parts = MakeParts());

@@ -6,6 +6,7 @@
 
 #include "filewatch/StateFile.h"
 #include "support/EngineRig.h"
+#include "support/MonitorFakes.h"
 
 namespace lathwind {
 namespace {
@@ -60,6 +61,21 @@ TEST(Engine, TellsWhatHappensToFilesOfEachKindOfEntry) {
     EXPECT_EQ(sorted(rig.take()), (Told{"C renamed.txt", "D a.txt"}));
     rig.poll(60);
     EXPECT_EQ(rig.take(), Told());
+}
+
+// For programs without lists.
+TEST(Engine, WatchesThePathsThatItIsMadeWith) {
+    EngineRig rig;
+    rig.write("a.txt", "1");
+    testing::FakeEventStore store;
+    FileWatchMonitor monitor(store, nullptr, {widen(rig.watched("a.txt"))});
+    monitor.SetConfigurationPending(false);
+    rig.write("a.txt", "22");
+    auto& polling = static_cast<WinFileEventSource&>(monitor.GetSource()).GetPolling();
+    polling.Step();  // the new timer wakes it
+    polling.Step();
+    EXPECT_TRUE(monitor.Step());
+    EXPECT_EQ(store.events.size(), 1u);
 }
 
 TEST(Engine, MakesUpForASaveThatFailed) {
