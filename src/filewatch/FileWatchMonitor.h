@@ -256,7 +256,8 @@ private:
     // FileWatchMonitorEvents.cpp: the monitor's thread, with the lock held.
     struct Association {
         bool isCovered = false;
-        FileWatchParams params;  // of a file: those of the last entry that covers it
+        bool isOnItsWayOut = false;  // an entry may cover it that is to be removed
+        FileWatchParams params;      // of a file: those of the last entry that covers it
     };
     // Of a file that the filter saw being made; nothing for one that has rows already.
     std::optional<Association> AssociateCreated(FileNotificationInfo& note) REQUIRES(*lock_);

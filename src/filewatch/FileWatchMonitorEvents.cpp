@@ -156,7 +156,9 @@ WatchedEntity* FileWatchMonitor::ResolveEntity(FileNotificationInfo& note,
         return nullptr;
     }
     const Association association = known ? *known : AssociateEntry(key, mapIndex, &note);
-    if (!association.isCovered && (IsBesideInstances(key, note.listId) || IsOfLogsAlone(note))) {
+    // Nothing would ever take the entity of a path away whose entry is only waiting to be removed.
+    if (!association.isCovered &&
+        (association.isOnItsWayOut || IsBesideInstances(key, note.listId) || IsOfLogsAlone(note))) {
         return nullptr;
     }
     const bool readFromStart = mapIndex == kLogIndex;  // a log that turns up is new from its start

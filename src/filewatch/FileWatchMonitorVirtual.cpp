@@ -1,5 +1,6 @@
 // Which configured entries a path belongs to, and what becomes of virtual entries as the folders
 // come and go that stand for their token.
+#include <limits>
 #include <utility>
 
 #include "filewatch/EntryKind.h"
@@ -16,6 +17,7 @@ namespace {
 
 constexpr ModuleId kModule = ModuleId::FilewatchCollector;
 constexpr std::wstring_view kToken = L"{virtual_tag}";
+constexpr std::int32_t kAnyDepth = std::numeric_limits<std::int32_t>::max();
 
 // Where the files of an instance lie, with a backslash at the end.
 std::wstring folderOf(const WatchedPathSpec& spec, const std::wstring& instance) {
@@ -31,6 +33,7 @@ FileWatchMonitor::Association FileWatchMonitor::AssociateEntry(const std::wstrin
     Association association;
     for (const std::wstring& entry : TableOf(mapIndex).GetConfigured().CandidatesFor(path)) {
         if (!IsStillListed(entry, mapIndex)) {
+            association.isOnItsWayOut |= makeEntrySpec(entry, kAnyDepth)->Matches(path);
             continue;
         }
         FileWatchParams params = EntryParams(entry, mapIndex);
