@@ -308,6 +308,8 @@ private:
     // they have asked for below it.
     void EntityGone(const std::wstring& path, std::int32_t mapIndex, FileNotificationInfo& note)
         REQUIRES(*lock_);
+    // The folders of a removed entry's instances go. Takes the lock.
+    void ForgetInstances(const VirtualPathSpec& spec, std::int32_t mapIndex);
     // False if the entry's token does not stand for the path. `note`, if given, tells the files.
     bool VirtualDirectoryGone(const std::wstring& entry, std::int32_t mapIndex,
                               const std::wstring& path, FileNotificationInfo* note)

@@ -50,6 +50,9 @@ std::size_t FileWatchMonitor::RemoveEntry(const std::wstring& path, const FileWa
     for (const EntityTable::Row& row : rows) {
         UnlinkPath(row.path, path, mapIndex);
     }
+    if (kindOfEntry(path) == EntryKind::Virtual) {
+        ForgetInstances(VirtualPathSpec(path, 1, false, path), mapIndex);
+    }
     return rows.size();
 }
 

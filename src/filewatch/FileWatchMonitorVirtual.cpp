@@ -141,6 +141,22 @@ void FileWatchMonitor::EntityGone(const std::wstring& path, std::int32_t mapInde
     TableOf(mapIndex).EraseEntity(path);
 }
 
+// What came while the entry was there has an entity and no row. Another entry keeps it.
+void FileWatchMonitor::ForgetInstances(const VirtualPathSpec& spec, std::int32_t mapIndex) {
+    const std::wstring begin = spec.GetRoot().append(kToken);
+    const ScopedLock guard(*lock_);
+    EntityTable& table = TableOf(mapIndex);
+    const auto other = table.GetConfigured().lower_bound(begin);
+    if (other != table.GetConfigured().end() && other->starts_with(begin)) {
+        return;
+    }
+    for (const std::wstring& path : table.GetEntityPaths(spec.GetRoot())) {
+        if (spec.IsVirtualDir(path, 1) && !table.HasRow(path)) {
+            table.EraseEntity(path);
+        }
+    }
+}
+
 bool FileWatchMonitor::VirtualDirectoryGone(const std::wstring& entry, std::int32_t mapIndex,
                                             const std::wstring& path, FileNotificationInfo* note) {
     if (!IsStillListed(entry, mapIndex)) {

@@ -329,6 +329,20 @@ TEST_F(FileWatchMonitorEvents, WhatOtherEntriesAskedForOutlivesTheInstance) {
     EXPECT_EQ(events(), Texts{L"P D web\\a.txt"});
 }
 
+TEST_F(FileWatchMonitorEvents, AnInstancesFolderGoesWithTheLastEntryOfItsRoot) {
+    const Texts entries = {L"{virtual_tag}\\*.log", L"{virtual_tag}\\*.txt"};
+    for (const std::wstring& entry : entries) {
+        addFile(entry);
+    }
+    write("web/a.log");
+    polled(Added, L"web");
+    for (const std::wstring& entry : entries) {
+        EXPECT_TRUE(isKnown(L"web"));
+        monitor->RemoveFile(path(entry), lists.files[path(entry)], 0);
+    }
+    EXPECT_EQ(monitor->GetWatchedFileCount(), 0u);
+}
+
 TEST_F(FileWatchMonitorEvents, LogsOfAnInstance) {
     const std::wstring entry = path(L"{virtual_tag}\\*.log");
     LogFileProperties properties;
