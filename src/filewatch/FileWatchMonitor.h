@@ -310,12 +310,12 @@ private:
         REQUIRES(*lock_);
     // The folders of a removed entry's instances go. Takes the lock.
     void ForgetInstances(const VirtualPathSpec& spec, std::int32_t mapIndex);
-    // False if the entry's token does not stand for the path. `note`, if given, tells the files.
+    // False if the entry's token does not stand for the path. `note` tells the files.
     bool VirtualDirectoryGone(const std::wstring& entry, std::int32_t mapIndex,
-                              const std::wstring& path, FileNotificationInfo* note)
+                              const std::wstring& path, FileNotificationInfo& note)
         REQUIRES(*lock_);
     void DeletedDirectoryWalk(const std::wstring& directory, std::int32_t mapIndex,
-                              FileNotificationInfo* note, const WatchedPathSpec& spec)
+                              FileNotificationInfo& note, const WatchedPathSpec& spec)
         REQUIRES(*lock_);
 
     // FileWatchMonitorFilter.cpp: the filter's thread, under the gate that WithInstance holds.

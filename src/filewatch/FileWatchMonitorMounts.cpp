@@ -134,7 +134,8 @@ void FileWatchMonitor::ProcessUnmount(const std::wstring& path, Event& stop) {
     debugLog(kModule, L"Un-Mount for %ls processed. %d files affected.", path, count);
 }
 
-// Gives the number of paths unlinked. The mount point itself is still there.
+// Gives the number of paths unlinked. The mount point itself is still there. Instances are not gone
+// with their files: the source keeps watching them for the volume's return.
 std::size_t FileWatchMonitor::UnmountEntry(const std::wstring& entry, const std::wstring& mount,
                                            Event& stop) {
     const bool isVirtual = kindOfEntry(entry) == EntryKind::Virtual;
@@ -147,12 +148,8 @@ std::size_t FileWatchMonitor::UnmountEntry(const std::wstring& entry, const std:
             debugLog(kModule, L"Mount point %ls skipped.", path);
             continue;
         }
-        if (isVirtual) {
-            if (path.find(mount) == std::wstring::npos) {
-                continue;
-            }
-            const ScopedLock guard(*lock_);
-            VirtualDirectoryGone(entry, kFileIndex, path, nullptr);
+        if (isVirtual && path.find(mount) == std::wstring::npos) {
+            continue;
         }
         UnlinkPath(path, entry, kFileIndex);
         if (progress.Count()) {

@@ -56,8 +56,7 @@ std::size_t FileWatchMonitor::RemoveEntry(const std::wstring& path, const FileWa
     return rows.size();
 }
 
-// Whatever made the rows: the folder of a virtual entry's instance has one too, and an entry's
-// level may have been another when it came.
+// Whether the spec still matches them or not: the level may have been another when they came.
 std::vector<EntityTable::Row> FileWatchMonitor::RowsOf(const WatchedPathSpec& spec,
                                                        const std::wstring& entry,
                                                        std::int32_t mapIndex) {

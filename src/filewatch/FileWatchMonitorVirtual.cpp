@@ -125,7 +125,7 @@ void FileWatchMonitor::EntityGone(const std::wstring& path, std::int32_t mapInde
     bool isInstance = false;
     for (auto entry = configured.lower_bound(begin);
          entry != configured.end() && entry->starts_with(begin); ++entry) {
-        isInstance = VirtualDirectoryGone(*entry, mapIndex, path, &note) || isInstance;
+        isInstance = VirtualDirectoryGone(*entry, mapIndex, path, note) || isInstance;
     }
     if (!isInstance) {
         if (TableOf(mapIndex).Find(path) != nullptr) {
@@ -158,7 +158,7 @@ void FileWatchMonitor::ForgetInstances(const VirtualPathSpec& spec, std::int32_t
 }
 
 bool FileWatchMonitor::VirtualDirectoryGone(const std::wstring& entry, std::int32_t mapIndex,
-                                            const std::wstring& path, FileNotificationInfo* note) {
+                                            const std::wstring& path, FileNotificationInfo& note) {
     if (!IsStillListed(entry, mapIndex)) {
         return false;
     }
@@ -167,9 +167,7 @@ bool FileWatchMonitor::VirtualDirectoryGone(const std::wstring& entry, std::int3
     if (spec.GetDirectory().empty() || !spec.IsVirtualDir(path, 1)) {
         return false;
     }
-    if (mapIndex == kLogIndex || note != nullptr) {
-        DeletedDirectoryWalk(path, mapIndex, note, spec);
-    }
+    DeletedDirectoryWalk(path, mapIndex, note, spec);
     const std::wstring folder = folderOf(spec, path);
     source_->RemoveFileToWatch(RequestOf(folder + spec.GetMask(), params, mapIndex, entry));
     // And what has come up in the folder since, whatever its name. Not in the filter, which was
@@ -184,7 +182,7 @@ bool FileWatchMonitor::VirtualDirectoryGone(const std::wstring& entry, std::int3
 // for them, and tells of each file by itself. Logs go without a word; what their entities know of
 // offsets must not be taken for knowledge about the files of an instance that comes later.
 void FileWatchMonitor::DeletedDirectoryWalk(const std::wstring& directory, std::int32_t mapIndex,
-                                            FileNotificationInfo* note,
+                                            FileNotificationInfo& note,
                                             const WatchedPathSpec& spec) {
     std::wstring delivered;
     for (const EntityTable::Row& row : TableOf(mapIndex).GetRows(directory + L'\\')) {
@@ -192,9 +190,9 @@ void FileWatchMonitor::DeletedDirectoryWalk(const std::wstring& directory, std::
         if (!spec.Matches(path)) {
             continue;
         }
-        if (mapIndex == kFileIndex && note != nullptr && path != delivered) {  // its first row
+        if (mapIndex == kFileIndex && path != delivered) {  // its first row
             debugLog(kModule, L"Deleted directory (%ls) contained file/dir: %ls", directory, path);
-            DeliverAs(FileAction::Deleted, TableOf(mapIndex).Find(path), *note);
+            DeliverAs(FileAction::Deleted, TableOf(mapIndex).Find(path), note);
             delivered = path;
         }
         UnlinkPath(path, row.entry, mapIndex);
