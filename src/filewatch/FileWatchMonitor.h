@@ -137,6 +137,10 @@ public:
     void Serialize();
     RestoreResult Deserialize(const std::wstring& path, Event& stop);
 
+    // Entities go, of files and of logs, whichever entries have led to them. The source and the
+    // configured entries are not told.
+    void RemoveWatchedEntity(const std::wstring& path);
+    void RemoveWatchedEntities(const WatchedPathSpec& spec);
     WatchedEntity* GetEntity(const std::wstring& path, std::int32_t mapIndex);
     std::uint32_t GetWatchedFileCount() const;
     std::uint32_t GetWatchedLogCount() const;
@@ -232,9 +236,7 @@ private:
     // The rows of an entry with wildcards.
     std::vector<EntityTable::Row> RowsOf(const WatchedPathSpec& spec, const std::wstring& entry,
                                          std::int32_t mapIndex);
-    void RemoveWatchedEntity(const std::wstring& path);
     void RemoveWatchedEntity(const std::wstring& path, std::int32_t mapIndex);  // of one table
-    void RemoveWatchedEntities(const WatchedPathSpec& spec);
     void UnlinkPath(const std::wstring& path, const std::wstring& entry, std::int32_t mapIndex);
 
     // FileWatchMonitorMounts.cpp

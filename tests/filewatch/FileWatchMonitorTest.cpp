@@ -264,6 +264,22 @@ TEST_F(FileWatchMonitorTest, AnEntityGoesWithTheLastEntryThatLedToIt) {
     EXPECT_EQ(source_->removed.size(), 4u);
 }
 
+TEST_F(FileWatchMonitorTest, EntitiesMayGoBeforeTheirEntries) {
+    for (const char* name : {"d/a.txt", "d/b.txt", "d/c.dat"}) {
+        write(name);
+    }
+    add(path(L"d\\*"));
+    for (const wchar_t* name : {L"d\\a.txt", L"d\\b.txt"}) {
+        monitor_->AddLogFile(logEntry(path(name)), WorkItemTarget::kNoOffset);
+    }
+    monitor_->RemoveWatchedEntity(path(L"d\\a.txt"));
+    EXPECT_EQ(areWatched({L"d\\a.txt", L"d\\b.txt"}), (std::vector<bool>{false, true}));
+    EXPECT_EQ(monitor_->GetWatchedLogCount(), 1u);
+    monitor_->RemoveWatchedEntities(WatchedPathSpec(path(L"d\\*.txt"), 1, false));
+    EXPECT_EQ(areWatched({L"d\\b.txt", L"d\\c.dat"}), (std::vector<bool>{false, true}));
+    EXPECT_EQ(monitor_->GetWatchedLogCount(), 0u);
+}
+
 // ---- Threads and lifetime
 
 TEST_F(FileWatchMonitorTest, TheConfigurationIsPendingFromTheFirstChangeToTheEnd) {
