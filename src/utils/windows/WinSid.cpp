@@ -16,7 +16,11 @@ ErrorCode sidToText(PSID sid, std::wstring& text) {
     return ERROR_SUCCESS;
 }
 
+// Some systems look at two units whatever the length, and find an identifier for none.
 ErrorCode sidFromText(const std::wstring& text, UniqueLocal<PSID>& sid) {
+    if (text.empty()) {
+        return ERROR_INVALID_SID;
+    }
     return resultOf(::ConvertStringSidToSidW(text.c_str(), sid.put()));
 }
 
