@@ -34,8 +34,12 @@ bool sameRest(std::wstring_view first, std::wstring_view second, std::wstring_vi
 
 }  // namespace
 
+std::size_t FindVirtualTag(std::wstring_view path) {
+    return toLower(path).find(kFoldedMarker);
+}
+
 bool PathHasVirtualTag(std::wstring_view path) {
-    return toLower(path).find(kFoldedMarker) != std::wstring::npos;
+    return FindVirtualTag(path) != std::wstring::npos;
 }
 
 std::wstring VirtualTagToWildcard(std::wstring_view path) {
@@ -53,7 +57,7 @@ std::wstring VirtualTagToWildcard(std::wstring_view path) {
 }
 
 std::wstring VirtualNameOf(std::wstring_view path) {
-    const std::size_t found = toLower(path).find(kFoldedMarker);
+    const std::size_t found = FindVirtualTag(path);
     if (found == std::wstring::npos) {
         return std::wstring(path);
     }

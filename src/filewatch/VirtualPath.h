@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -8,6 +9,8 @@ namespace lathwind {
 // Configured paths that hold the marker "{VIRTUAL_TAG}", which stands for the one folder level that
 // names an instance. The case of its letters does not count.
 
+// Where the first marker begins; npos without one.
+std::size_t FindVirtualTag(std::wstring_view path);
 bool PathHasVirtualTag(std::wstring_view path);
 // The same, as entities ask it.
 inline bool HasVirtualTag(std::wstring_view path) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "filewatch/WatchFileNames.h"
+#include "filewatch/WatchedFolders.h"
 #include "filewatch/WatchedPathSpec.h"
 #include "utils/AgentInfo.h"
 #include "utils/FileIO.h"
@@ -215,6 +216,10 @@ void WatchListReader::ReadEntry(std::wstring_view text, WatchListReport& report,
     }
     if (!refusal) {
         makeKey(path);
+        path = withLongFolder(path);
+        refusal = refusalOf(path);  // long names may be too long
+    }
+    if (!refusal) {
         if (!entries.try_emplace(path, std::move(params)).second) {
             debugLog(kModule, L"Duplicate filewatch.ini entry: %ls dropped", path);
             refusal = RefusalReason::Duplicate;
@@ -266,8 +271,13 @@ void WatchListReader::ReadLogEntries(const IniFile& ini, std::wstring_view file,
         if (!LogFileProperties::ReadFromIni(ini, properties, number)) {
             continue;
         }
-        const std::wstring path = FileIO::NormalizePath(properties.GetFileName());
+        std::wstring path = FileIO::NormalizePath(properties.GetFileName());
         std::optional<RefusalReason> refusal = refusalOf(path);
+        if (!refusal) {
+            path = withLongFolder(path);
+            properties.SetFileName(path);
+            refusal = refusalOf(path);
+        }
         if (!refusal && !lists.entries.try_emplace(path, std::move(properties)).second) {
             debugLog(kModule, L"Duplicate logwatch.ini entry: %ls dropped", path);
             refusal = RefusalReason::Duplicate;

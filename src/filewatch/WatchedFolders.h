@@ -13,4 +13,13 @@ std::vector<std::wstring> listWatchedFiles(const std::wstring& folder, const std
                                            std::int32_t level);  // folders too, where they match
 std::vector<std::wstring> listWatchedFolders(const std::wstring& folder, std::int32_t level);
 
+// A folder, lower case, with the long names of its parts where it has short ones ("progra~1"). As
+// it is, with a debug line, where the system cannot say or would say 260 characters or more.
+std::wstring longFolder(const std::wstring& folder);
+// An entry, lower case, whose folder has long names, of a virtual one the folder ahead of the
+// token: the names under which its files are found and notified of. A folder that is not there yet
+// is spelled as far as it is. Only names with a tilde are asked for, so that a folder on a slow
+// volume is left in peace.
+std::wstring withLongFolder(const std::wstring& entry);
+
 }  // namespace lathwind

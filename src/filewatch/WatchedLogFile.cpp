@@ -3,6 +3,7 @@
 #include "actions/EventFilePaths.h"
 #include "filewatch/FileAttributes.h"
 #include "filewatch/StateFile.h"
+#include "filewatch/WatchedFolders.h"
 #include "filewatch/windows/WinPathMapping.h"
 #include "utils/Digests.h"
 #include "utils/FileIO.h"
@@ -74,7 +75,8 @@ std::wstring WatchedLogFile::FindEncoding(const std::wstring& path) const {
 }
 
 bool WatchedLogFile::IsServiceCsvLog(const std::wstring& path) {
-    const std::wstring mask = toLower(eventFileFolder() + L"\\qvrips*.log");
+    // Spelled as an entry of the lists, which may name the folder through a macro.
+    const std::wstring mask = withLongFolder(toLower(eventFileFolder() + L"\\qvrips*.log"));
     return FileIO::MatchesMask(toLower(path), mask, true);
 }
 

@@ -4,9 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "actions/EventFilePaths.h"
 #include "filewatch/StateFile.h"
+#include "filewatch/WatchedLogFile.h"
 #include "support/EngineRig.h"
+#include "support/FakeDisk.h"
+#include "support/FakeVolumes.h"
 #include "support/MonitorFakes.h"
+#include "support/ServiceOverride.h"
 
 namespace lathwind {
 namespace {
@@ -196,6 +201,53 @@ TEST(Engine, ReadsLogsOnFromWhereTheLastRunEnded) {
     rig.write("app.log", "fresh\n");
     rig.poll();
     EXPECT_EQ(rig.take(), Told{"app.log: fresh"});
+}
+
+// Files are found, and told of, under long names, whatever the lists write.
+TEST(Engine, WatchesFoldersThatTheListsNameByTheirShortNames) {
+    struct ShortNames : testing::FakeDisk {
+        ErrorCode longPath(const std::wstring& path, std::wstring& longForm) override {
+            longForm = path;
+            if (longForm.starts_with(L"x:\\progra~1")) {
+                longForm.replace(3, 8, L"Program Files");
+            }
+            platform::FileFacts facts;
+            return query(toLower(longForm.substr(0, longForm.size() - 1)), facts);
+        }
+    } disk;
+    testing::FakeVolumes volumes;
+    volumes.roots = {L"x:\\"};
+    const testing::ServiceOverride<platform::Files> files(platformFactory.files, disk);
+    const testing::ServiceOverride<platform::Volumes> drives(platformFactory.volumes, volumes);
+    EngineRig rig;
+    rig.root().write("system/logwatch.ini",
+                     "[Log Files]\nFiles=1\n[File1]\nDelimiter=\\n\n"
+                     "FileName=x:\\progra~1\\Later\\*.log\n");
+    rig.writeFileList(
+        "MaxFileNumber=2\nFile0001=x:\\Progra~1\\*.txt|1|1|0\nFile0002=x:\\progra~1\\plain|1|1|"
+        "0\n");
+    disk.addFolder(L"x:\\program files");
+    disk.write(L"x:\\program files\\a.txt", "1");
+    disk.write(L"x:\\program files\\plain", "1");
+    rig.start();
+    rig.poll();
+    EXPECT_EQ(rig.take(), Told());
+    ++disk.now;
+    disk.write(L"x:\\program files\\a.txt", "22");
+    disk.write(L"x:\\program files\\plain", "22");
+    disk.addFolder(L"x:\\program files\\later");
+    disk.write(L"x:\\program files\\later\\b.log", "line\n");
+    rig.poll(20);
+    EXPECT_EQ(sorted(rig.take()), (Told{"M x:\\program files\\a.txt", "M x:\\program files\\plain",
+                                        "x:\\program files\\later\\b.log: line"}));
+    rig.stop();
+    rig.start();
+    rig.poll(20);
+    EXPECT_EQ(rig.take(), Told());
+
+    setEventFilePaths(L"X:\\Progra~1\\events.csv", {});
+    EXPECT_TRUE(WatchedLogFile::IsServiceCsvLog(L"x:\\program files\\qvrips.log"));
+    setEventFilePaths({}, {});
 }
 
 TEST(Engine, ReconfiguresOnlyWhatChanged) {

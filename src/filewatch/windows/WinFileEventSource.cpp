@@ -18,10 +18,9 @@ namespace lathwind {
 namespace {
 
 constexpr auto kModule = ModuleId::FilewatchCollector;
-constexpr int kNotValidId = 286;         // FWC_0017
-constexpr int kInvalidPathId = 287;      // FWC_0018
-constexpr int kFolderMaskId = 342;       // FWC_0019
-constexpr std::size_t kPathLimit = 260;  // with the terminating zero
+constexpr int kNotValidId = 286;     // FWC_0017
+constexpr int kInvalidPathId = 287;  // FWC_0018
+constexpr int kFolderMaskId = 342;   // FWC_0019
 
 // A path that begins with a drive or a backslash: absolute, or as good as.
 bool beginsAtRoot(std::wstring_view path) {
@@ -39,21 +38,6 @@ std::shared_ptr<const WatchedPathSpec> makeSpec(std::wstring path, const WatchRe
     }
     return std::make_shared<VirtualPathSpec>(std::move(path), request.recursionLevel,
                                              request.monitorAccessTime, request.virtualEntry);
-}
-
-// The folder with long names, lower case; as it is where it cannot be asked about.
-std::wstring longFolder(const std::wstring& folder) {
-    std::wstring longForm;
-    auto code = platform::files().longPath(MapToRealPath(folder), longForm);
-    if (code == platform::error::Success && longForm.size() >= kPathLimit) {
-        code = platform::error::FilenameTooLong;
-    }
-    if (code != platform::error::Success) {
-        debugLog(kModule, L"GetLongPathName failed for %ls: %ls", folder,
-                 platform::host().errorText(code));
-        return folder;
-    }
-    return MapToWatchedPath(toLower(longForm));
 }
 
 }  // namespace
@@ -144,8 +128,8 @@ bool WinFileEventSource::AddPlain(const WatchRequest& request) {
         return false;
     }
     const WatchedPathSpec written(request.path, 1, request.monitorAccessTime);
-    // The filter knows the folder by its long name. Those who watch are given the path as it is
-    // configured, since that is the entity's.
+    // The filter knows the folder by its long name. Those who watch are given the path as it was
+    // asked for, since that is the entity's.
     const auto spec = std::make_shared<WatchedPathSpec>(
         longFolder(written.GetDirectory()) + written.GetMask(), 1, request.monitorAccessTime);
     Specs().Insert(request.path, spec, request.listId);
