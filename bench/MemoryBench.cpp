@@ -27,6 +27,7 @@ constexpr double kGoal = 1024;  // bytes for each file
 class NoEvents : public EventStore {
 public:
     PushResult Offer(std::unique_ptr<IDSEvent>) override { return PushResult::Stored; }
+    bool HasRoomFor(std::size_t) const override { return true; }
 };
 
 std::uint64_t residentBytes() {

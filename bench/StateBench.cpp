@@ -38,6 +38,7 @@ public:
         ++count;
         return PushResult::Stored;
     }
+    bool HasRoomFor(std::size_t) const override { return true; }
     int count = 0;
 };
 

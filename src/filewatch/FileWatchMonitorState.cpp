@@ -244,9 +244,9 @@ private:
     void EndWalk();
     // To be asked after each path of a walk.
     bool IsToEnd(std::size_t walked);
-    // The same for a walk that makes events: it lets those go first that are there. To be asked
-    // without the monitor's lock.
-    bool IsToEndWithRoom(std::size_t walked);
+    // Waits until there is room for what one entity may tell, which nobody would tell again. False
+    // if it was told to stop meanwhile. To be asked without the monitor's lock.
+    bool WaitForRoom(std::int32_t mapIndex);
 
     // How far the walks over one index have come, which go in the order of the paths.
     struct Walked {
@@ -413,13 +413,12 @@ bool FileWatchMonitor::Restore::IsToEnd(std::size_t walked) {
     return isCut_;
 }
 
-bool FileWatchMonitor::Restore::IsToEndWithRoom(std::size_t walked) {
-    if (walked % kPathsPerStopTest == 0) {
-        while (monitor_.events_.IsAtHighMark() &&
-               stop_.wait(kWaitForRoomMs, false) == WaitResult::TimeOut) {
-        }
+bool FileWatchMonitor::Restore::WaitForRoom(std::int32_t mapIndex) {
+    const std::size_t events = mapIndex == kLogIndex ? WatchedLogFile::GetPassLimit() : 1;
+    while (!isCut_ && !monitor_.events_.HasRoomFor(events)) {
+        isCut_ = stop_.wait(kWaitForRoomMs, false) != WaitResult::TimeOut;
     }
-    return IsToEnd(walked);
+    return !isCut_;
 }
 
 // Takes out of `saved` what it has compared.
@@ -438,12 +437,15 @@ void FileWatchMonitor::Restore::CompareLive(std::int32_t mapIndex, SavedEntities
         if (key <= compared) {
             continue;
         }
+        if (!WaitForRoom(mapIndex)) {
+            break;
+        }
         compared = key;
         {
             const ScopedLock guard(*monitor_.lock_);
             CompareOne(key, mapIndex, saved, complete);
         }
-        if (IsToEndWithRoom(++walked)) {
+        if (IsToEnd(++walked)) {
             break;
         }
     }
@@ -508,12 +510,15 @@ void FileWatchMonitor::Restore::ReportGone(std::int32_t mapIndex, const SavedEnt
         if (entity->GetName() <= gone) {
             continue;
         }
+        if (!WaitForRoom(mapIndex)) {
+            break;
+        }
         gone = entity->GetName();
         {
             const ScopedLock guard(*monitor_.lock_);
             ReportIfGone(*entity, mapIndex);
         }
-        if (IsToEndWithRoom(++walked)) {
+        if (IsToEnd(++walked)) {
             break;
         }
     }

@@ -138,9 +138,10 @@ PushResult FileWatchSubject::Offer(std::unique_ptr<IDSEvent> event) {
     return PushResult::Stored;
 }
 
-bool FileWatchSubject::IsAtHighMark() const {
+bool FileWatchSubject::HasRoomFor(std::size_t events) const {
     const QueueState state = queueState();
-    return state.count >= state.highMark;
+    return state.count <= state.limit &&
+           std::min<std::size_t>(events, state.limit) <= state.limit - state.count;
 }
 
 std::unique_ptr<IDSEvent> FileWatchSubject::nextEvent() {

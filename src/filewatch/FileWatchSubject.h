@@ -54,7 +54,7 @@ public:
     bool FindLogProperties(const std::wstring& path, LogFileProperties* properties) override;
     bool GetFileParams(const std::wstring& entry, FileWatchParams* params) override;
     PushResult Offer(std::unique_ptr<IDSEvent> event) override;
-    bool IsAtHighMark() const override;
+    bool HasRoomFor(std::size_t events) const override;
 
     // The collector's line of the statistics report.
     std::wstring GetStatistics() const;

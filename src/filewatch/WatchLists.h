@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -29,8 +30,9 @@ public:
     virtual ~EventStore() = default;
     // The result of the checked push; a refused event is destroyed. Any thread.
     virtual PushResult Offer(std::unique_ptr<IDSEvent> event) = 0;
-    // Should whoever can wait do so before more is offered? Any thread.
-    virtual bool IsAtHighMark() const { return false; }
+    // Would so many be taken now? More than the store ever holds count as what it holds, so that
+    // who waits for room gets it once the consumer has caught up. Any thread.
+    virtual bool HasRoomFor(std::size_t events) const = 0;
 };
 
 }  // namespace lathwind

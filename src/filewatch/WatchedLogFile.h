@@ -60,6 +60,8 @@ public:
     // long in coming, or come with the file's replacement. An unfinished last line is none.
     bool HasUnreadLines() const { return hasUnreadLines; }
 
+    // The most events that one pass makes.
+    static std::size_t GetPassLimit();
     // Is `path` a log of the prevention service, "qvrips*.log" beside the CSV event file?
     static bool IsServiceCsvLog(const std::wstring& path);
 

@@ -110,12 +110,16 @@ bool WatchedLogFile::IsToBeRead(const WatchedEntity& saved) const {
     return anyDifference;
 }
 
+// A burst in a log leaves a fifth of the queue to others.
+std::size_t WatchedLogFile::GetPassLimit() {
+    const std::uint32_t maximum = AgentInfoRef()->fileEventsLimit();
+    return maximum - 2 * (maximum / 10);
+}
+
 std::size_t WatchedLogFile::ReadEvents(EventList& events, const WatchedEntity& saved,
                                        const std::wstring& nameInEvents) {
     const AgentInfoRef settings;
-    // A burst in a log leaves a fifth of the queue to others.
-    const std::uint32_t maximum = settings->fileEventsLimit();
-    Pass pass{.mostEvents = maximum - 2 * (maximum / 10)};
+    Pass pass{.mostEvents = GetPassLimit()};
     if (properties.GetInjectEvent() != 0) {
         ReadInjected(events, nameInEvents, pass);
     } else {

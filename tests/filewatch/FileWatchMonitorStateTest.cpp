@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <limits>
 #include <optional>
 
 #include "filewatch/FileAttributes.h"
@@ -122,22 +123,33 @@ protected:
     }
     std::optional<std::string> previous() const { return state("FileWatch.dat.tmp"); }
     void restore() { monitor_->RestoreState(L"FileWatch.dat", *stop_); }
+    // Holds `limit_`. The consumer comes when there is no room, unless it is stuck.
     PushResult Offer(std::unique_ptr<IDSEvent> event) override {
+        if (queued_ == limit_) {
+            return PushResult::Full;
+        }
+        ++queued_;
         events_.push_back(shortForm(event->GetEventText()));
         if (eventsToThrow_ != 0 && --eventsToThrow_ == 0) {
             throw std::runtime_error("in the middle of a comparison");
         }
         return PushResult::Stored;
     }
-    bool IsAtHighMark() const override { return turnsAtHighMark_ != 0 && turnsAtHighMark_-- != 0; }
+    bool HasRoomFor(std::size_t events) const override {
+        const bool hasRoom = std::min(events, limit_) <= limit_ - queued_;
+        queued_ = hasRoom || isStuck_ ? queued_ : 0;
+        return hasRoom;
+    }
     // Events since the last call.
     Lines takeEvents() { return std::exchange(events_, {}); }
 
     testing::BinaryFolder folder_;
     const std::unique_ptr<Event> stop_ = platformFactory.createEvent({});
     Lines events_;
-    int eventsToThrow_ = 0;            // the last of so many throws
-    mutable int turnsAtHighMark_ = 0;  // so often the store is found full
+    int eventsToThrow_ = 0;  // the last of so many throws
+    std::size_t limit_ = std::numeric_limits<std::size_t>::max();
+    mutable std::size_t queued_ = 0;
+    bool isStuck_ = false;
     TestMounts* mounts_ = nullptr;
     std::unique_ptr<FileWatchMonitor> monitor_;
 };
@@ -437,15 +449,14 @@ TEST_F(StateTest, DoesNotSaveBeforeTheRestore) {
         monitor_->EnQueueDeserialize();
         EXPECT_TRUE(monitor_->IsConfigurationPending());
         if (isCut) {
-            for (int i = 0; i < 100; ++i) {
-                write("new" + std::to_string(i), "");
-                watch(L"new" + std::to_wstring(i));
-            }
+            write("new", "");
+            watch(L"new");
             stop_->set();
-            turnsAtHighMark_ = -1;  // for good
+            isStuck_ = true;
+            limit_ = 1;
             restore();
-            turnsAtHighMark_ = 0;
-            takeEvents();
+            EXPECT_EQ(takeEvents(), Lines{L"Modified File a.txt"});
+            limit_ = 9;
             stop_->reset();
         }
         monitor_->Serialize();
@@ -460,17 +471,34 @@ TEST_F(StateTest, DoesNotSaveBeforeTheRestore) {
 
 // More changes than the store holds: the consumer gets the time to take them.
 TEST_F(StateTest, ARestoreWaitsForRoom) {
-    write("old", "");
-    watch(L"old");
+    folder_.root.write("system/LocalAgent.ini",
+                       "[Event Management]\nFile Collector Events Limit=100\n");
+    const AgentInfoRef settings;
+    settings->reload();
+    limit_ = 100;
+    std::string lines;
+    for (int i = 0; i < 70; ++i) {
+        write("gone" + std::to_string(i), "");
+        watch(L"gone" + std::to_wstring(i));
+        lines += "line\n";
+    }
+    for (const char* name : {"a.log", "b.log"}) {
+        write(name, "line\n");
+        follow(widen(name));
+    }
     monitor_->Serialize();
-    for (int i = 1; i < 100; ++i) {
+    start();
+    for (int i = 0; i < 70; ++i) {
+        std::filesystem::remove(folder_.root.native("log/gone" + std::to_string(i)));
         write("new" + std::to_string(i), "");
         watch(L"new" + std::to_wstring(i));
     }
-    turnsAtHighMark_ = 2;
+    for (const char* name : {"a.log", "b.log"}) {
+        write(name, "line\n" + lines);
+        follow(widen(name));
+    }
     restore();
-    EXPECT_EQ(turnsAtHighMark_, 0);
-    EXPECT_EQ(takeEvents().size(), 99u);
+    EXPECT_EQ(takeEvents().size(), 4u * 70);
 }
 
 TEST_F(StateTest, AnExceptionAmongComparisonsTellsNothingTwice) {

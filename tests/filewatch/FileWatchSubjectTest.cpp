@@ -240,10 +240,13 @@ TEST_F(FileWatchSubjectTest, Statistics) {
     };
     EXPECT_EQ(subject_.GetStatistics(),
               line(L"0 (Files : 0 Logs : 0 Diffs : 0  @ 0 KB RT Trig : 0 Poll Trig : 0/0)"));
-    EXPECT_FALSE(subject_.IsAtHighMark());
+    EXPECT_TRUE(subject_.HasRoomFor(1'000'000)) << "as much as there ever is";
+    subject_.Offer(std::make_unique<IDSEvent>());
+    EXPECT_TRUE(subject_.HasRoomFor(4999));
+    EXPECT_FALSE(subject_.HasRoomFor(5000));
     while (subject_.Offer(std::make_unique<IDSEvent>()) != PushResult::Full) {
     }
-    EXPECT_TRUE(subject_.IsAtHighMark());
+    EXPECT_FALSE(subject_.HasRoomFor(1));
     subject_.Drain();
     EXPECT_TRUE(subject_.GetStatistics().starts_with(line(L"5000(Events dropped:1) (Files : ")));
 }

@@ -48,6 +48,7 @@ public:
         }
         return result;
     }
+    bool HasRoomFor(std::size_t) const override { return result != PushResult::Full; }
 
     PushResult result = PushResult::Stored;
     std::vector<std::unique_ptr<IDSEvent>> events;
