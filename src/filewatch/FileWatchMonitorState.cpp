@@ -230,6 +230,7 @@ private:
 
     RestoreResult ReadFile(std::istream& stream);
     bool HasSameLists(std::istream& stream, std::size_t first, std::size_t last);
+    void ReadMounts(std::istream& stream);
     void RestoreEntities(std::istream& stream, bool complete);
     bool ReadEntities(std::istream& stream, SavedState& saved);
     void CompareLive(std::int32_t mapIndex, SavedEntities& saved, bool complete);
@@ -335,9 +336,7 @@ RestoreResult FileWatchMonitor::Restore::ReadFile(std::istream& stream) {
     if (!HasSameLists(stream, kFileDigests, watchFiles::kWatchLists.size())) {
         return RestoreResult::LogListsChanged;
     }
-    if (monitor_.mounts_ != nullptr) {
-        monitor_.mounts_->ReadObject(stream);
-    }
+    ReadMounts(stream);
     const bool complete = signature == FileWatchSignature;
     RestoreEntities(stream, complete);
     if (complete) {
@@ -347,6 +346,18 @@ RestoreResult FileWatchMonitor::Restore::ReadFile(std::istream& stream) {
              L"FileWatch config initialization was interrupted during last run so the state was "
              L"not restored.");
     return RestoreResult::BadState;
+}
+
+// Where the filter watches everything, nobody has looked at the volumes yet: those that are known
+// would pass for gone. And where none is known, each would pass for one that has come.
+void FileWatchMonitor::Restore::ReadMounts(std::istream& stream) {
+    if (monitor_.mounts_ == nullptr) {
+        return;
+    }
+    monitor_.mounts_->ReadObject(stream);
+    if (!monitor_.mounts_->GetStates().empty()) {
+        monitor_.mounts_->RefreshMounts();
+    }
 }
 
 bool FileWatchMonitor::Restore::HasSameLists(std::istream& stream, std::size_t first,

@@ -45,7 +45,11 @@ public:
         next.mounts.push_back(std::make_shared<Mounted>(point));
         EndRefresh(std::move(next));
     }
-    void RefreshMounts() override {}
+    void RefreshMounts() override {
+        if (!unseen.empty()) {
+            mount(std::exchange(unseen, {}));
+        }
+    }
     bool HasVolumeInfo(const std::wstring&) override { return true; }
     bool IsFatVolume(const std::wstring&) override { return false; }
     void WriteObject(std::ostream& stream) override {
@@ -55,6 +59,7 @@ public:
         MountManager::WriteObject(stream);
     }
     std::function<void()> whileSaving;
+    std::wstring unseen;  // a volume that is there, before anybody looks
 };
 
 // "modified a.txt" and the like, of a file's event; a log's line.
@@ -578,6 +583,26 @@ TEST_F(StateTest, TellsOfVolumesInPlaceOfTheirFiles) {
     monitor_->AddFile(L"d:\\*", {}, *stop_);
     restore();
     EXPECT_EQ(takeEvents(), Lines{L"Unmount File *"});
+}
+
+// With the filter, nobody looks at the volumes before the restore.
+TEST_F(StateTest, TakesNoVolumeForGoneOrNewThatNobodyHasLookedAt) {
+    for (const bool isKnown : {false, true}) {
+        start();
+        write("a.txt", "1");
+        watch(L"a.txt");
+        if (isKnown) {
+            mounts_->mount(L"c:\\");
+            mounts_->AddMountState(L"c:\\", 1);
+        }
+        monitor_->Serialize();
+        write("a.txt", "22");
+        start();
+        watch(L"a.txt");
+        mounts_->unseen = L"c:\\";
+        restore();
+        EXPECT_EQ(takeEvents(), Lines{L"Modified File a.txt"}) << isKnown;
+    }
 }
 
 TEST_F(StateTest, KeepsTheFirstOfTwoRecords) {
