@@ -278,8 +278,8 @@ void FileWatchMonitor::RestoreState(const std::wstring& path, Event& stop) {
         return;
     }
     isRestorePending_.store(false);
-    if (restore.HasFoundChanges()) {
-        WinFileWatcher::SetDirty(true);
+    if (restore.HasFoundChanges() || !isRestored) {
+        WinFileWatcher::SetDirty(true);  // without a state there is nothing to go on from
     }
     if (isRestored) {
         return;

@@ -129,14 +129,21 @@ TEST(Engine, TellsAtTheNextStartWhatChangedMeanwhile) {
     EXPECT_EQ(sorted(rig.take()), (Told{"C new.txt", "D gone.txt", "M changed.txt"}));
 }
 
-TEST(Engine, SavesItsStateOnlyWhenAWalkHasFoundSomething) {
+TEST(Engine, SavesItsStateAtFirstAndWhenAWalkHasFoundSomething) {
     EngineRig rig;
     rig.write("a.txt", "1");
     rig.writeFileList(entries(rig, {"*.txt|1|0|0"}));
     rig.start();
+    rig.poll(150);
+    rig.kill();
+    rig.write("a.txt", "22");
+    rig.start();
+    EXPECT_EQ(rig.take(), Told{"M a.txt"}) << "without a state one is saved";
+    rig.poll(150);
+    std::filesystem::remove(rig.root().native("bin/FileWatch.dat"));
     rig.poll(300);
     EXPECT_FALSE(rig.root().exists("bin/FileWatch.dat"));
-    rig.write("a.txt", "22");
+    rig.write("a.txt", "333");
     rig.poll(150);
     ASSERT_TRUE(rig.root().exists("bin/FileWatch.dat"));
     EXPECT_EQ(rig.take(), Told{"M a.txt"});
@@ -171,6 +178,7 @@ TEST(Engine, LeavesFilesBesideInstancesToOtherEntries) {
     rig.write("inst/beside.cfg", "1");
     rig.writeFileList(entries(rig, {"inst\\{VIRTUAL_TAG}\\*.txt|1|0|0", "inst\\*.cfg|1|0|0"}));
     rig.start();
+    WinFileWatcher::SetDirty(false);  // a first state is saved in any case
     rig.poll(150);
     EXPECT_EQ(rig.source().GetNotificationCount(), 0u);
     EXPECT_FALSE(rig.root().exists("bin/FileWatch.dat"));
