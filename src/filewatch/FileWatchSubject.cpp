@@ -16,6 +16,8 @@ namespace {
 
 constexpr ModuleId kModule = ModuleId::FilewatchCollector;
 constexpr std::size_t kFileDigests = 2;  // of the digests the first belong to the file lists
+constexpr int kReadingsAgain = 5;        // of a list that cannot be read at the start
+constexpr std::int32_t kReadAgainMs = 1000;
 
 namespace row {
 constexpr int EventsCollectedBy = 175;
@@ -69,6 +71,7 @@ FileWatchSubject::FileWatchSubject()
     : EventSourceSubject(L"File Collector"),
       loadLock_(platformFactory.createLock()),
       lock_(platformFactory.createLock()),
+      stopReading_(platformFactory.createEvent(std::wstring())),
       lateLock_(platformFactory.createLock()) {}
 
 FileWatchSubject::~FileWatchSubject() {
@@ -100,6 +103,7 @@ void FileWatchSubject::Stop() {
         const ScopedLock guard(*lateLock_);
         stop_.store(true);
     }
+    stopReading_->set();
     stopThread();
     if (monitor_ != nullptr) {
         monitor_->Stop();  // a thread that died has left it running
@@ -111,8 +115,9 @@ void FileWatchSubject::Stop() {
 
 void FileWatchSubject::run() {
     {
+        Lists lists = ReadLists();
         const ScopedLock guard(*loadLock_);
-        LoadConfiguration();
+        TakeLists(std::move(lists));
         monitor_->EnQueueDeserialize();
         monitor_->EnQueueFinalizeConfig();
     }
@@ -157,23 +162,37 @@ std::unique_ptr<IDSEvent> FileWatchSubject::nextEvent() {
     return event;
 }
 
-// Logs first: their items then stand before those of the files.
 void FileWatchSubject::LoadConfiguration() {
+    Lists lists = ReadLists();
     const ScopedLock guard(*loadLock_);
-    isLoaded_ = true;
-    if (monitor_ == nullptr) {
-        return;
-    }
+    TakeLists(std::move(lists));
+}
+
+// Without one of its lists the configuration is not the one of the saved state, and the history of
+// all that is watched would be lost. Who holds a file (whoever writes it, a scanner) does so for a
+// moment as a rule.
+FileWatchSubject::Lists FileWatchSubject::ReadLists() const {
     const WatchListReader reader(&stop_);
-    const LogWatchLists logs = reader.LoadLogLists();
-    FileWatchLists files = reader.LoadFileLists();
+    Lists lists{reader.LoadLogLists(), reader.LoadFileLists()};
+    for (int again = kReadingsAgain; again > 0 && (lists.logs.isUnread || lists.files.isUnread) &&
+                                     stopReading_->wait(kReadAgainMs, false) == WaitResult::TimeOut;
+         --again) {
+        lists = {reader.LoadLogLists(), reader.LoadFileLists()};
+    }
+    return lists;
+}
+
+// Logs first: their items then stand before those of the files.
+void FileWatchSubject::TakeLists(Lists lists) {
+    isLoaded_ = true;
     // A reading that was stopped is not applied: what it has not seen is still there.
-    if (stop_.load()) {
+    if (monitor_ == nullptr || stop_.load()) {
         return;
     }
-    unreadLists_.store((logs.isUnread ? kLogLists : 0) | (files.isUnread ? kFileLists : 0));
-    TakeLogLists(logs);
-    TakeFileLists(std::move(files));
+    unreadLists_.store((lists.logs.isUnread ? kLogLists : 0) |
+                       (lists.files.isUnread ? kFileLists : 0));
+    TakeLogLists(lists.logs);
+    TakeFileLists(std::move(lists.files));
     SetDigests(kFileLists | kLogLists);
 }
 

@@ -34,7 +34,8 @@ public:
     bool Initialize(FileWatchMonitor::Parts parts = FileWatchMonitor::MakeParts());
     // What Initialize does without the thread, for those who go step by step.
     void CreateMonitor(FileWatchMonitor::Parts parts);
-    // Reads all lists, queues what is to be watched, and tells the monitor the lists' digests.
+    // Reads all lists, queues what is to be watched, and tells the monitor the lists' digests. One
+    // that is there and cannot be read is read again, a few times within seconds.
     void LoadConfiguration();
     // Ends the thread, which stops the monitor and thereby saves the state. Events that the
     // destination has not taken are handed on as far as it takes them, the rest is destroyed.
@@ -70,19 +71,27 @@ private:
         std::unique_ptr<WatchedPathSpec> spec;
     };
 
+    struct Lists {
+        LogWatchLists logs;
+        FileWatchLists files;
+    };
+    Lists ReadLists() const;
+    void TakeLists(Lists lists) REQUIRES(*loadLock_);
     void TakeFileLists(FileWatchLists lists) REQUIRES(*loadLock_);
     void TakeLogLists(const LogWatchLists& lists) REQUIRES(*loadLock_);
     void ApplyFileLists(FileEntries entries, const std::vector<DiffRule>& rules);
     void ApplyLogLists(const LogEntries& entries);
     void SetDigests(std::uint32_t lists);
 
-    const std::unique_ptr<Lock> loadLock_;  // held over the reading of lists, before any other
-    const std::unique_ptr<Lock> lock_;      // of the two maps, held over nothing else
+    // Held until what lists change is queued, before any other.
+    const std::unique_ptr<Lock> loadLock_;
+    const std::unique_ptr<Lock> lock_;  // of the two maps, held over nothing else
     FileEntries fileEntries_ GUARDED_BY(*lock_);
     std::map<std::wstring, ConfiguredLog> logEntries_ GUARDED_BY(*lock_);
     std::vector<const ConfiguredLog*> logMasks_ GUARDED_BY(*lock_);  // those with a spec
     bool isLoaded_ GUARDED_BY(*loadLock_) = false;
     std::atomic<std::uint32_t> unreadLists_{0};
+    const std::unique_ptr<Event> stopReading_;
     const std::unique_ptr<Lock> lateLock_;  // held over the offer of an event, before the store's
     std::atomic<bool> stop_{false};         // set under that lock
     // What the monitor's thread still made after the store had closed.

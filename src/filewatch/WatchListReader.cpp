@@ -131,8 +131,9 @@ FileWatchLists WatchListReader::LoadFileLists() const {
         const std::wstring path(file);
         if (IniFile ini; ini.load(path)) {
             ReadFileLists(ini, file, lists);
-        } else {
-            lists.isUnread = lists.isUnread || FileIO::Exists(path);
+        } else if (FileIO::Exists(path)) {
+            debugLog(kModule, L"%ls is there and could not be read", path);
+            lists.isUnread = true;
         }
     }
     return lists;
@@ -145,8 +146,9 @@ LogWatchLists WatchListReader::LoadLogLists() const {
         const std::wstring path(file);
         if (IniFile ini; ini.load(path)) {
             ReadLogEntries(ini, file, lists);
-        } else {
-            lists.isUnread = lists.isUnread || FileIO::Exists(path);
+        } else if (FileIO::Exists(path)) {
+            debugLog(kModule, L"%ls is there and could not be read", path);
+            lists.isUnread = true;
         }
     }
     return lists;

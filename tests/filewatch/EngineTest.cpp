@@ -6,10 +6,12 @@
 
 #include "actions/EventFilePaths.h"
 #include "filewatch/StateFile.h"
+#include "filewatch/WatchFileNames.h"
 #include "filewatch/WatchedLogFile.h"
 #include "support/EngineRig.h"
 #include "support/FakeDisk.h"
 #include "support/FakeVolumes.h"
+#include "support/LogCapture.h"
 #include "support/MonitorFakes.h"
 #include "support/ServiceOverride.h"
 
@@ -127,6 +129,32 @@ TEST(Engine, TellsAtTheNextStartWhatChangedMeanwhile) {
     rig.write("new.txt", "1");
     rig.start();
     EXPECT_EQ(sorted(rig.take()), (Told{"C new.txt", "D gone.txt", "M changed.txt"}));
+}
+
+// Somebody holds one of the lists when the agent starts.
+TEST(Engine, KeepsItsHistoryWhereAListCannotBeReadForAMoment) {
+    EngineRig rig;
+    rig.write("a.txt", "1");
+    rig.writeFileList(entries(rig, {"*.txt|1|1|0"}));
+    rig.start();
+    rig.stop();
+    rig.write("a.txt", "22");
+    const auto list = rig.root().native("system/filewatch.ini");
+    std::filesystem::rename(list, rig.root().native("system/away"));
+    std::filesystem::create_directory(list);  // there, and no text
+    int waits = 0;
+    rig.platform().whenTimePasses = [&] {
+        if (++waits == 2) {
+            std::filesystem::remove(list);
+            std::filesystem::rename(rig.root().native("system/away"), list);
+        }
+    };
+    const testing::LogCapture log;
+    rig.start();
+    rig.platform().whenTimePasses = {};
+    EXPECT_EQ(rig.take(), Told{"M a.txt"});
+    EXPECT_TRUE(log.hasDebug(std::wstring(watchFiles::kFileWatchList) +
+                             L" is there and could not be read"));
 }
 
 TEST(Engine, SavesItsStateAtFirstAndWhenAWalkHasFoundSomething) {

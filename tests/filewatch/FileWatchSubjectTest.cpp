@@ -5,6 +5,7 @@
 #include "support/BinaryFolder.h"
 #include "support/FakeEventSource.h"
 #include "support/LogCapture.h"
+#include "support/SteppedPlatform.h"
 #include "utils/AgentInfo.h"
 #include "utils/StatisticsReport.h"
 #include "utils/Text.h"
@@ -45,6 +46,7 @@ protected:
         return queued();
     }
 
+    testing::SteppedPlatform platform_;
     testing::BinaryFolder folder_;
     LogCapture log_;
     FileWatchSubject subject_;
@@ -148,7 +150,9 @@ TEST_F(FileWatchSubjectTest, AReconfigurationThatMustWaitChangesNothing) {
     EXPECT_TRUE(subject_.GetFileParams(L"c:\\a", nullptr));
     EXPECT_EQ(subject_.TakeUnreadLists(), 0u);
 
+    const std::int64_t before = platform_.steadyTimeMs();
     subject_.LoadConfiguration();
+    EXPECT_EQ(platform_.steadyTimeMs() - before, 5000);
     EXPECT_EQ(subject_.TakeUnreadLists(), FileWatchSubject::kFileLists);
     EXPECT_EQ(subject_.TakeUnreadLists(), 0u);
     EXPECT_TRUE(subject_.Reconfigure(FileWatchSubject::kLogLists));

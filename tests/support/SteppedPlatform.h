@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -31,7 +32,11 @@ public:
     void advance(std::int64_t milliseconds) {
         nowMs_ += milliseconds;
         steadyMs_ += milliseconds;
+        if (whenTimePasses) {
+            whenTimePasses();
+        }
     }
+    std::function<void()> whenTimePasses;                                // what others do meanwhile
     void setBack(std::int64_t milliseconds) { nowMs_ -= milliseconds; }  // by an operator
 
 private:
