@@ -49,7 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     LogWatchLists logs;
     WatchListReader().ReadLogEntries(ini, watchFiles::kLogWatchList, logs);
     for (const auto& [path, properties] : logs.entries) {
-        require(WatchListReader::IsPathValid(path) && path == properties.GetFileName());
+        require(WatchListReader::IsPathValid(path) && path == properties.GetFileName() &&
+                path == toLower(path));
     }
     return 0;
 }

@@ -273,7 +273,7 @@ void WatchListReader::ReadLogEntries(const IniFile& ini, std::wstring_view file,
         if (!LogFileProperties::ReadFromIni(ini, properties, number)) {
             continue;
         }
-        std::wstring path = FileIO::NormalizePath(properties.GetFileName());
+        std::wstring path = toLower(FileIO::NormalizePath(properties.GetFileName()));
         std::optional<RefusalReason> refusal = refusalOf(path);
         if (!refusal) {
             path = withLongFolder(path);

@@ -95,6 +95,28 @@ TEST(WatchListReader, ReadsEntries) {
     }
 }
 
+TEST(WatchListReader, ReadsLogs) {
+    const struct {
+        std::wstring name;
+        std::wstring path;  // empty for one that is refused
+    } rows[] = {
+        {L"C:/Logs/*.LOG", L"c:\\logs\\*.log"},
+        {L"\\logs\\x.log", L"c:\\logs\\x.log"},
+        {L"logs\\x.log", L""},
+    };
+    for (const auto& row : rows) {
+        IniFile ini;
+        ini.parse(L"[Log Files]\nFiles=1\n[File1]\nFileName=" + row.name + L"\n");
+        LogWatchLists logs;
+        WatchListReader().ReadLogEntries(ini, watchFiles::kLogWatchList, logs);
+        ASSERT_EQ(logs.entries.size(), row.path.empty() ? 0u : 1u) << narrow(row.name);
+        if (!row.path.empty()) {
+            EXPECT_EQ(logs.entries.begin()->first, row.path);
+            EXPECT_EQ(logs.entries.begin()->second.GetFileName(), row.path);
+        }
+    }
+}
+
 TEST(WatchListReader, RefusesEntries) {
     const std::wstring tooLong = L"c:\\" + std::wstring(257, L'x');
     const struct {
