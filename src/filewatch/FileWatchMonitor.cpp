@@ -78,7 +78,7 @@ FileWatchMonitor::FileWatchMonitor(EventStore& events, WatchLists* lists,
         source_->SetPollingIntervals({params.listId});  // no path comes on a list that is not there
     }
     for (const std::wstring& path : paths) {
-        AddFile(path, params, *neverStopped);
+        FileWatchMonitor::AddFile(path, params, *neverStopped);
     }
 }
 

@@ -87,7 +87,8 @@ void FileWatchMonitor::RemoveWatchedEntity(const std::wstring& path) {
 
 void FileWatchMonitor::RemoveWatchedEntity(const std::wstring& path, std::int32_t mapIndex) {
     debugLog(kModule, L"Removing WatchedEntity %ls", path);
-    const std::wstring key = path;  // which may be the name that the entity holds
+    // A copy: it may be the name that the entity holds.
+    const std::wstring key = path;  // NOLINT(performance-unnecessary-copy-initialization)
     const ScopedLock guard(*lock_);
     EntityTable& table = TableOf(mapIndex);
     // Two rows, not all: a path that three entries led to keeps the third, and with it the
