@@ -10,33 +10,46 @@ build clang fuzzers
 cd "$project"
 sanitizer_options
 mkdir -p build/fuzz/artifacts
-failed=() ran=0
+
+# fuzz_target NAME: in the background, one for each processor; what it has to say comes at its end.
+fuzz_target() {
+    local target=$1 corpus=("build/fuzz/$1") dictionary=() log status=0
+    log=$(log_folder)/fuzz-$target.log
+    mkdir -p "build/fuzz/$target"
+    [ ! -d "fuzz/corpus/$target" ] || corpus+=("fuzz/corpus/$target")
+    [ ! -e "fuzz/$target.dict" ] || dictionary=("-dict=fuzz/$target.dict")
+    fixed_addresses "build/clang/bin/${target}Fuzzer" "-max_total_time=$seconds" -timeout=10 \
+        -rss_limit_mb=2048 -print_final_stats=1 "-artifact_prefix=build/fuzz/artifacts/$target-" \
+        "${dictionary[@]}" "${corpus[@]}" >"$log" 2>&1 || status=1
+    if [ $status -eq 0 ]; then
+        printf '%s\n' "--- $target" \
+            "$(grep -E 'DONE|stat::(number_of_executed_units|peak_rss_mb)' "$log" || true)"
+    else
+        printf '%s\n' "--- $target: FAILED" "$(tail -n 60 "$log")"
+        echo "$target" >>build/fuzz/failed
+    fi
+}
+
+targets=()
 for program in build/clang/bin/*Fuzzer; do
-    [ -x "$program" ] || break
     target=$(basename "$program" Fuzzer)
     # A program whose source is gone is a leftover.
-    [ -e "fuzz/${target}Fuzzer.cpp" ] || continue
-    [ "$name" = all ] || [ "$name" = "$target" ] || continue
-    ran=$((ran + 1))
-    say "Fuzzing $target for $seconds seconds"
-    mkdir -p "build/fuzz/$target"
-    corpus=("build/fuzz/$target")
-    [ ! -d "fuzz/corpus/$target" ] || corpus+=("fuzz/corpus/$target")
-    dictionary=()
-    [ ! -e "fuzz/$target.dict" ] || dictionary=("-dict=fuzz/$target.dict")
-    log=$(log_folder)/fuzz-$target.log
-    if fixed_addresses "$program" "-max_total_time=$seconds" -timeout=10 -rss_limit_mb=2048 \
-        -print_final_stats=1 "-artifact_prefix=build/fuzz/artifacts/$target-" \
-        "${dictionary[@]}" "${corpus[@]}" >"$log" 2>&1; then
-        grep -E 'DONE|stat::(number_of_executed_units|peak_rss_mb)' "$log" || true
-    else
-        failed+=("$target")
-        tail -n 60 "$log"
+    if [ -e "fuzz/${target}Fuzzer.cpp" ] && { [ "$name" = all ] || [ "$name" = "$target" ]; }; then
+        targets+=("$target")
     fi
 done
+[ ${#targets[@]} -gt 0 ] || die "no such fuzz target: $name"
 
-[ $ran -gt 0 ] || die "no such fuzz target: $name"
-if [ ${#failed[@]} -gt 0 ]; then
-    die "failing inputs are in build/fuzz/artifacts; targets: ${failed[*]}"
+say "Fuzzing ${#targets[@]} targets for $seconds seconds each"
+rm -f build/fuzz/failed
+for target in "${targets[@]}"; do
+    while [ "$(jobs -rp | wc -l)" -ge "$(nproc)" ]; do
+        wait -n || true
+    done
+    fuzz_target "$target" &
+done
+wait
+if [ -e build/fuzz/failed ]; then
+    die "failing inputs are in build/fuzz/artifacts; targets: $(tr '\n' ' ' <build/fuzz/failed)"
 fi
-echo "Fuzzing: $ran targets, 0 failures"
+echo "Fuzzing: ${#targets[@]} targets, 0 failures"
