@@ -3,6 +3,8 @@
 #include <array>
 #include <cerrno>
 #include <limits>
+#include <string_view>
+#include <utility>
 
 #include "utils/ByteArray.h"
 #include "utils/FileIO.h"
@@ -89,18 +91,26 @@ std::vector<platform::DirectoryEntry> entriesOf(const std::wstring& folder) {
 void collectMatches(std::vector<std::wstring>& list, const std::wstring& folder,
                     const std::wstring& pattern, bool skipDots) {
     const std::wstring prefix = withBackslash(folder);
-    std::vector<std::wstring> names;
+    // All names in one text: they are compared many times, and stand close together there.
+    std::wstring text;
+    std::vector<std::pair<std::size_t, std::size_t>> places;  // begin and length in it
     platform::files().enumerate(prefix + pattern, [&](const platform::DirectoryEntry& entry) {
         const bool aliasOnly = entry.name.find(L'.') != std::wstring::npos &&
                                !FileIO::MatchesMask(entry.name, pattern, false);
         if (!aliasOnly && !(skipDots && isDots(entry.name))) {
-            names.push_back(entry.name);
+            places.emplace_back(text.size(), entry.name.size());
+            text += entry.name;
         }
         return true;
     });
-    std::sort(names.begin(), names.end());
-    for (const std::wstring& name : names) {
-        list.push_back(prefix + name);
+    const auto nameAt = [&text](const auto& place) {
+        return std::wstring_view(text).substr(place.first, place.second);
+    };
+    std::sort(places.begin(), places.end(), [&nameAt](const auto& first, const auto& second) {
+        return nameAt(first) < nameAt(second);
+    });
+    for (const auto& place : places) {
+        list.emplace_back(prefix).append(nameAt(place));
     }
 }
 
@@ -266,6 +276,7 @@ void FileIO::ListFiles(std::vector<std::wstring>& list, const std::wstring& fold
     const std::wstring top = NormalizePath(folder);
     std::vector<std::wstring> folders = {top};
     ListDirectories(folders, top, depth - 1);
+    std::sort(folders.begin(), folders.end());
     for (const std::wstring& each : folders) {
         collectMatches(list, each, pattern, skipDots);
     }
