@@ -208,7 +208,7 @@ void WinFileEventSource::PollFolder(const WatchedPathSpec& spec, std::int32_t li
     for (std::wstring& listed : listWatchedFiles(top, spec.GetMask(), level)) {
         const std::wstring file = std::move(listed);  // the list shrinks while the rows grow
         if (!std::binary_search(folders.begin(), folders.end(), file)) {
-            polling_.AddToList({file, 0, accessTime, listId, {}});
+            polling_.AddToList({file, 0, accessTime, listId, {}, true});
         }
     }
 }

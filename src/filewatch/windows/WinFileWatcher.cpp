@@ -178,7 +178,9 @@ bool WinFileWatcher::AddToList(const PollRequest& request) {
         mounts->RefreshMounts();  // no walk has done so yet
     }
     auto made =
-        MakePollEntry(path, request.recursionLevel, request.monitorAccessTime, request.mask);
+        request.isListedFile
+            ? MadePollEntry{std::make_unique<PollEntry>(request.monitorAccessTime), true, false}
+            : MakePollEntry(path, request.recursionLevel, request.monitorAccessTime, request.mask);
     if (const FileAttributes* folder = made.entry->GetSnapshot()) {
         made.entry->SetListAgain(MayChangeUnseen(*folder, GetNow()));
     }

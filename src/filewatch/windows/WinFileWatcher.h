@@ -23,6 +23,8 @@ struct PollRequest {
     bool monitorAccessTime = false;
     std::int32_t listId = 0;
     std::wstring mask;  // of a folder, the files in it that count; else empty
+    // A listing has just shown that it is there and no folder: it is not looked at once more.
+    bool isListedFile = false;
 };
 
 // Finds changes by comparison. Each list of paths has a timer; each expiry walks the whole list
