@@ -1,4 +1,5 @@
 option(LATHWIND_TESTS "Build the tests" ON)
+set(LATHWIND_TEST_SUITES "" CACHE STRING "Only test files with a suite named so, a pattern")
 option(LATHWIND_BENCH "Build the benchmarks (native only)" OFF)
 option(LATHWIND_FUZZ "Build the fuzz targets (clang only)" OFF)
 option(LATHWIND_PCH "Precompile the standard headers" ON)
