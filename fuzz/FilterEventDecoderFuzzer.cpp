@@ -1,6 +1,6 @@
 // Any event of the real-time filter: type, process, each pointer there or not, and any texts. What
-// comes out must be a notification of a lower-case path, and the same event right behind it a repeat
-// exactly where repeats are dropped.
+// comes out must be a notification of a lower-case path, and the same event right behind it a
+// repeat exactly where repeats are dropped.
 
 #include <algorithm>
 #include <cstdint>
@@ -27,7 +27,7 @@ void require(bool holds) {
 // Takes the text up to the next line feed off the front.
 std::wstring takeText(std::string_view& rest) {
     const auto end = rest.find('\n');
-    const std::wstring text = lathwind::utf16FromUtf8(rest.substr(0, end));
+    std::wstring text = lathwind::utf16FromUtf8(rest.substr(0, end));
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
     return text;
 }

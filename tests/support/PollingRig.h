@@ -113,7 +113,7 @@ public:
         while (!source.GetQueue().empty()) {
             const std::unique_ptr<FileNotificationInfo> next(source.GetQueue().popFront());
             lines.push_back(std::wstring(fileActionText(next->action)) + L' ' + next->path);
-            told_.push_back({next->path, next->listId});
+            told_.emplace_back(next->path, next->listId);
         }
         return lines;
     }

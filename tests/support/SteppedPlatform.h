@@ -24,6 +24,9 @@ class SteppedPlatform : public HostDecorator {
 public:
     SteppedPlatform()
         : HostDecorator(install(*this)), nowMs_(HostDecorator::currentTimeMs() - kBehindMs) {}
+    ~SteppedPlatform() override { current() = nullptr; }
+    SteppedPlatform(const SteppedPlatform&) = delete;
+    SteppedPlatform& operator=(const SteppedPlatform&) = delete;
 
     void sleepMs(std::uint32_t milliseconds) override { advance(milliseconds); }
     std::int64_t currentTimeMs() override { return nowMs_; }

@@ -46,7 +46,8 @@ TEST(InternedTextThreads, TextsComeAndGoOnSeveralThreadsAtOnce) {
         threads.emplace_back([] {
             for (int round = 0; round < 20000; ++round) {
                 const InternedText text(L"shared " + std::to_wstring(round % 3));
-                const InternedText copy = text;
+                InternedText copy;
+                copy = text;
                 ASSERT_EQ(copy.get().size(), 8u);
             }
         });
